@@ -1,0 +1,39 @@
+// The arm's kinematic description: one set of modified Denavit-Hartenberg
+// parameters (Craig's convention) per joint.
+//
+// Frame i relative to frame i-1 is Rot_x(alpha) Trans_x(a) Rot_z(theta + q) Trans_z(d),
+// with q the joint position: every joint is revolute and its position is added to the
+// theta offset. Record 0 belongs to joint 1 at the base; record 5 ends at the flange.
+// Lengths are in the caller's unit, angles in radians.
+#ifndef FK_IK_SO_CHAIN_MDH4_H
+#define FK_IK_SO_CHAIN_MDH4_H
+
+#include <vector>
+
+#include "fk_ik_types.h"
+#include "vector.h"
+
+// One joint's modified DH parameters.
+struct MDH {
+  MDH();
+
+  Float64 a;      // link length along the previous frame's x axis
+  Float64 alpha;  // link twist about the previous frame's x axis, radians
+  Float64 d;      // link offset along this joint's z axis
+  Float64 theta;  // joint-angle offset about this joint's z axis, radians
+};
+
+// The chain of a 6-axis arm: _dof (always 6) records copied from the caller.
+// The record array has room for Max_Chain_Dof records; the seventh stays zero.
+// The solvers read the fields directly; nothing changes them after construction.
+class Chain_MDH4 {
+ public:
+  // Copies the records of pMDH4Param, which must hold exactly six (asserted).
+  Chain_MDH4(UInt32 dof, const std::vector<MDH>* pMDH4Param);
+  ~Chain_MDH4();
+
+  UInt32 _dof;
+  MDH _mdhParam[Max_Chain_Dof];
+};
+
+#endif  // FK_IK_SO_CHAIN_MDH4_H

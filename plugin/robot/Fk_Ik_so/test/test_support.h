@@ -1,0 +1,115 @@
+// Helpers shared by the test programs: assertion-report patterns, random arms and the
+// same arm built as a KDL::Chain, an oracle independent of the library's own solver.
+#ifndef FK_IK_SO_TEST_SUPPORT_H
+#define FK_IK_SO_TEST_SUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <kdl/chain.hpp>
+#include <kdl/frames.hpp>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "chain_mdh4.h"
+
+namespace test_support {
+
+// The literal text s as an extended regular expression.
+inline std::string escapeRegex(const std::string& s) {
+  std::string out;
+  for (char c : s) {
+    if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos) out += '\\';
+    out += c;
+  }
+  return out;
+}
+
+// Pattern of glibc's assertion report "FILE:LINE: FUNCTION: Assertion `COND' failed."
+// for the given function text and condition, in any file at any line.
+inline std::string assertionReport(const std::string& function, const std::string& condition) {
+  return escapeRegex(function + ": Assertion `" + condition + "' failed.");
+}
+
+// The same report, pinned to a source file's base name and line.
+inline std::string assertionReportAt(const std::string& file, int line, const std::string& function,
+                                     const std::string& condition) {
+  return escapeRegex(file + ":" + std::to_string(line) + ": ") +
+         assertionReport(function, condition);
+}
+
+// Case count of a property test: the default, or FK_IK_TEST_CASES from the
+// environment for longer runs.
+inline int caseCount(int defaultCount) {
+  const char* env = std::getenv("FK_IK_TEST_CASES");
+  return env != nullptr ? std::atoi(env) : defaultCount;
+}
+
+// Six MDH records from rows of (a, alpha, d, theta).
+inline std::vector<MDH> makeRecords(const double (&rows)[6][4]) {
+  std::vector<MDH> records(6);
+  for (int i = 0; i < 6; ++i) {
+    records[i].a = rows[i][0];
+    records[i].alpha = rows[i][1];
+    records[i].d = rows[i][2];
+    records[i].theta = rows[i][3];
+  }
+  return records;
+}
+
+// An arm with every parameter random: lengths in [-1, 1], angles in [-pi, pi].
+inline std::vector<MDH> randomArm(std::mt19937_64& rng) {
+  std::uniform_real_distribution<double> length(-1.0, 1.0), angle(-M_PI, M_PI);
+  std::vector<MDH> records(6);
+  for (MDH& r : records) {
+    r.a = length(rng);
+    r.alpha = angle(rng);
+    r.d = length(rng);
+    r.theta = angle(rng);
+  }
+  return records;
+}
+
+// The same arm as a KDL::Chain: a fixed segment for record 0's a and alpha, then per
+// joint a RotZ segment whose tip carries the joint's d and theta and the next record's
+// a and alpha. Segment k + 1 of the chain ends in joint k's frame.
+inline KDL::Chain kdlChain(const std::vector<MDH>& r) {
+  KDL::Chain chain;
+  chain.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None),
+                                KDL::Frame::DH_Craig1989(r[0].a, r[0].alpha, 0, 0)));
+  for (size_t i = 0; i < r.size(); ++i) {
+    KDL::Frame tip = KDL::Frame::DH_Craig1989(0, 0, r[i].d, r[i].theta);
+    if (i + 1 < r.size()) tip = tip * KDL::Frame::DH_Craig1989(r[i + 1].a, r[i + 1].alpha, 0, 0);
+    chain.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::RotZ), tip));
+  }
+  return chain;
+}
+
+// The same arm with one fixed segment per record for its a and alpha, each followed by
+// a RotZ segment carrying d and theta: segment 2k + 2 ends in joint k's frame, so every
+// intermediate frame of the library has a counterpart in KDL's numbering.
+inline KDL::Chain kdlChainSplit(const std::vector<MDH>& r) {
+  KDL::Chain chain;
+  for (const MDH& record : r) {
+    chain.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None),
+                                  KDL::Frame::DH_Craig1989(record.a, record.alpha, 0, 0)));
+    chain.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::RotZ),
+                                  KDL::Frame::DH_Craig1989(0, 0, record.d, record.theta)));
+  }
+  return chain;
+}
+
+// Largest absolute difference between the elements of two frames.
+inline double frameDistance(const KDL::Frame& a, const KDL::Frame& b) {
+  double d = 0.0;
+  for (int i = 0; i < 3; ++i) {
+    d = std::max(d, std::abs(a.p(i) - b.p(i)));
+    for (int j = 0; j < 3; ++j) d = std::max(d, std::abs(a.M(i, j) - b.M(i, j)));
+  }
+  return d;
+}
+
+}  // namespace test_support
+
+#endif  // FK_IK_SO_TEST_SUPPORT_H
