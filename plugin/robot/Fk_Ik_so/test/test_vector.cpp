@@ -6,44 +6,9 @@
 #include "vector.h"
 
 using test_support::assertionReport;
+using test_support::TypeName;
 
 namespace {
-
-// The element type as GCC spells it in an assertion report.
-template <typename T>
-struct TypeName;
-template <>
-struct TypeName<bool> {
-  static constexpr const char* value = "bool";
-};
-template <>
-struct TypeName<short> {
-  static constexpr const char* value = "short int";
-};
-template <>
-struct TypeName<int> {
-  static constexpr const char* value = "int";
-};
-template <>
-struct TypeName<long> {
-  static constexpr const char* value = "long int";
-};
-template <>
-struct TypeName<unsigned int> {
-  static constexpr const char* value = "unsigned int";
-};
-template <>
-struct TypeName<unsigned long> {
-  static constexpr const char* value = "long unsigned int";
-};
-template <>
-struct TypeName<float> {
-  static constexpr const char* value = "float";
-};
-template <>
-struct TypeName<double> {
-  static constexpr const char* value = "double";
-};
 
 // Distinct non-zero values for every type (bool cycles through true only).
 template <typename T>
