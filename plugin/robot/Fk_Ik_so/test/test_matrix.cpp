@@ -7,6 +7,7 @@
 
 #include "matrix.h"
 #include "test_support.h"
+#include "vector_test_support.h"
 
 using test_support::assertionReport;
 using test_support::TypeName;

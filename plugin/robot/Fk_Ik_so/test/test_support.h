@@ -39,42 +39,6 @@ inline std::string assertionReportAt(const std::string& file, int line, const st
          assertionReport(function, condition);
 }
 
-// The element type as GCC spells it in an assertion report.
-template <typename T>
-struct TypeName;
-template <>
-struct TypeName<bool> {
-  static constexpr const char* value = "bool";
-};
-template <>
-struct TypeName<short> {
-  static constexpr const char* value = "short int";
-};
-template <>
-struct TypeName<int> {
-  static constexpr const char* value = "int";
-};
-template <>
-struct TypeName<long> {
-  static constexpr const char* value = "long int";
-};
-template <>
-struct TypeName<unsigned int> {
-  static constexpr const char* value = "unsigned int";
-};
-template <>
-struct TypeName<unsigned long> {
-  static constexpr const char* value = "long unsigned int";
-};
-template <>
-struct TypeName<float> {
-  static constexpr const char* value = "float";
-};
-template <>
-struct TypeName<double> {
-  static constexpr const char* value = "double";
-};
-
 // Case count of a property test: the default, or FK_IK_TEST_CASES from the
 // environment for longer runs.
 inline int caseCount(int defaultCount) {

@@ -3,9 +3,11 @@
 #include <cstring>
 
 #include "test_support.h"
-#include "vector.h"
+#include "vector_test_support.h"
 
 using test_support::assertionReport;
+using test_support::ElementTypes;
+using test_support::slots;
 using test_support::TypeName;
 
 namespace {
@@ -16,18 +18,9 @@ T valueAt(int i) {
   return static_cast<T>(i + 1);
 }
 
-// Bit pattern of all fourteen slots, whatever the size.
-template <typename T>
-std::vector<T> slots(const Vector<T>& v) {
-  const T* p = v;
-  return std::vector<T>(p, p + Max_Vector_Dimension);
-}
-
 template <typename T>
 class VectorStorage : public ::testing::Test {};
 
-using ElementTypes =
-    ::testing::Types<bool, short, int, long, unsigned int, unsigned long, float, double>;
 TYPED_TEST_SUITE(VectorStorage, ElementTypes);
 
 TYPED_TEST(VectorStorage, SizedConstructorZeroesEverySlot) {
