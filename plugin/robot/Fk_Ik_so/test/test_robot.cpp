@@ -1,0 +1,215 @@
+// The robot facade: its TCP poses against KDL's own chain solver with the tool applied,
+// its frame conversions, its round trips through the inverse solver and its assertions.
+#include <kdl/chainfksolverpos_recursive.hpp>
+#include <kdl/jntarray.hpp>
+#include <type_traits>
+
+#include "robot.h"
+#include "test_support.h"
+
+using test_support::assertionReport;
+using test_support::frameDistance;
+
+namespace {
+
+static_assert(!std::is_copy_constructible<Robot>::value && !std::is_copy_assignable<Robot>::value,
+              "a copy would delete the chain and the solvers twice");
+
+const char* const kForward =
+    "Void Robot::jntPosToTcpPos(const MathVector&, const Tool&, MathVector&)";
+const char* const kInverse =
+    "Int32 Robot::tcpPosToJntPos(const MathVector&, const Tool&, const MathVector&, MathVector&)";
+const char* const kToFrame = "Void Robot::vectorToKdlFrame(const MathVector&, KDL::Frame&)";
+
+// The sample arm, in metres and radians.
+const double kSampleRows[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},
+                                  {0.425, 0, 0, 0},         {0.3922, M_PI, 0.1333, 0},
+                                  {0, M_PI / 2, 0.0997, 0}, {0, M_PI / 2, 0.0996, 0}};
+
+// A random arm of the form the closed-form inverse is exact for: twists 0, -pi/2, 0, pi,
+// pi/2, pi/2; only a[2] and a[3] non-zero among the lengths a, each of either sign and
+// at least 0.1; d and theta anything.
+std::vector<MDH> randomSolvableArm(std::mt19937_64& rng) {
+  std::uniform_real_distribution<double> length(-1.0, 1.0), arm(0.1, 1.0), angle(-M_PI, M_PI);
+  std::bernoulli_distribution negative(0.5);
+  const double twist[6] = {0, -M_PI / 2, 0, M_PI, M_PI / 2, M_PI / 2};
+  std::vector<MDH> records(6);
+  for (int i = 0; i < 6; ++i) {
+    records[i].alpha = twist[i];
+    records[i].d = length(rng);
+    records[i].theta = angle(rng);
+  }
+  records[2].a = negative(rng) ? -arm(rng) : arm(rng);
+  records[3].a = negative(rng) ? -arm(rng) : arm(rng);
+  return records;
+}
+
+MathVector randomJoints(std::mt19937_64& rng, double range) {
+  std::uniform_real_distribution<double> angle(-range, range);
+  MathVector q(6);
+  for (UInt32 i = 0; i < 6; ++i) q(i) = angle(rng);
+  return q;
+}
+
+Tool randomTool(std::mt19937_64& rng) {
+  std::uniform_real_distribution<double> length(-0.3, 0.3), angle(-M_PI, M_PI);
+  return Tool{length(rng), length(rng), length(rng), angle(rng), angle(rng), angle(rng)};
+}
+
+// The frame a pose vector names, built here rather than by the facade.
+KDL::Frame poseFrame(const MathVector& pose) {
+  return KDL::Frame(KDL::Rotation::RPY(pose(3), pose(4), pose(5)),
+                    KDL::Vector(pose(0), pose(1), pose(2)));
+}
+
+KDL::Frame toolFrame(const Tool& t) {
+  return KDL::Frame(KDL::Rotation::RPY(t.rx, t.ry, t.rz), KDL::Vector(t.x, t.y, t.z));
+}
+
+double largestDifference(const MathVector& a, const MathVector& b) {
+  double d = 0.0;
+  for (UInt32 i = 0; i < a.size(); ++i) d = std::max(d, std::abs(a(i) - b(i)));
+  return d;
+}
+
+// Random arms, joints beyond +-pi and random tools: the TCP pose is KDL's flange frame
+// times the tool frame, and its angles lie in the ranges GetRPY reads them in.
+TEST(Robot, TcpPoseIsFlangeTimesToolAgainstKdl) {
+  std::mt19937_64 rng(4021);
+  const int arms = test_support::caseCount(200);
+  double worst = 0.0;
+  for (int arm = 0; arm < arms; ++arm) {
+    const std::vector<MDH> records = test_support::randomArm(rng);
+    Robot robot(records);
+    const KDL::Chain chain = test_support::kdlChain(records);  // the solver keeps a reference
+    KDL::ChainFkSolverPos_recursive kdl(chain);
+    for (int k = 0; k < 10; ++k) {
+      const MathVector q = randomJoints(rng, 2 * M_PI);
+      const Tool tool = randomTool(rng);
+      KDL::JntArray kq(6);
+      for (unsigned i = 0; i < 6; ++i) kq(i) = q(i);
+      KDL::Frame flange;
+      ASSERT_EQ(kdl.JntToCart(kq, flange), 0);
+
+      MathVector pose(6);
+      robot.jntPosToTcpPos(q, tool, pose);
+      ASSERT_EQ(pose.size(), 6u);
+      worst = std::max(worst, frameDistance(poseFrame(pose), flange * toolFrame(tool)));
+      EXPECT_LE(std::abs(pose(3)), M_PI);
+      EXPECT_LE(std::abs(pose(4)), M_PI / 2);
+      EXPECT_LE(std::abs(pose(5)), M_PI);
+    }
+  }
+  EXPECT_LT(worst, 1e-12);
+}
+
+// A tool offset along z moves the TCP that far along the flange's own z axis, whatever
+// the flange's orientation, and leaves the orientation as it is.
+TEST(Robot, ToolAlongZMovesAlongFlangeZ) {
+  std::mt19937_64 rng(77);
+  Robot robot(test_support::makeRecords(kSampleRows));
+  for (int k = 0; k < 100; ++k) {
+    const MathVector q = randomJoints(rng, M_PI);
+    MathVector flange(6), tcp(6);
+    robot.jntPosToTcpPos(q, Tool{0, 0, 0, 0, 0, 0}, flange);
+    robot.jntPosToTcpPos(q, Tool{0, 0, 0.1, 0, 0, 0}, tcp);
+    const KDL::Frame f = poseFrame(flange), t = poseFrame(tcp);
+    const KDL::Vector expected = f.p + 0.1 * f.M.UnitZ();
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(t.p(i), expected(i), 1e-14);
+    EXPECT_LT(frameDistance(KDL::Frame(t.M), KDL::Frame(f.M)), 1e-14);
+  }
+}
+
+// Pose vector to frame and back, pitch at exactly +-pi/2 (where roll and yaw share one
+// degree of freedom) included: the frame rebuilt from the angles is the frame given.
+TEST(Robot, FrameConversionsRoundTrip) {
+  std::mt19937_64 rng(5);
+  Robot robot(test_support::makeRecords(kSampleRows));
+  std::uniform_real_distribution<double> angle(-M_PI, M_PI), length(-2.0, 2.0);
+  for (int k = 0; k < 300; ++k) {
+    const double pitch = k % 3 == 0 ? M_PI / 2 : k % 3 == 1 ? -M_PI / 2 : angle(rng) / 2;
+    const KDL::Frame frame(KDL::Rotation::RPY(angle(rng), pitch, angle(rng)),
+                           KDL::Vector(length(rng), length(rng), length(rng)));
+    MathVector pose(3);
+    robot.kdlFrameToVector(frame, pose);
+    ASSERT_EQ(pose.size(), 6u);
+    KDL::Frame back;
+    robot.vectorToKdlFrame(pose, back);
+    EXPECT_LT(frameDistance(back, frame), 1e-12);
+    EXPECT_LT(frameDistance(poseFrame(pose), frame), 1e-12);
+  }
+}
+
+// Random solvable arms, random tools, joints beyond +-pi: the inverse of a forward pose
+// with the joints as reference gives those joints back, turns included, unless the call
+// meets a singular configuration (codes 2, 3, 4).
+TEST(Robot, InverseOfForwardGivesTheReferenceBack) {
+  std::mt19937_64 rng(90210);
+  const int arms = test_support::caseCount(300);
+  const int positionsPerArm = 10;
+  int solved = 0;
+  double worstJoint = 0.0, worstPose = 0.0;
+  for (int arm = 0; arm < arms; ++arm) {
+    Robot robot(randomSolvableArm(rng));
+    for (int k = 0; k < positionsPerArm; ++k) {
+      const MathVector q = randomJoints(rng, 2 * M_PI);
+      const Tool tool = randomTool(rng);
+      MathVector pose(6), back(6), again(6);
+      robot.jntPosToTcpPos(q, tool, pose);
+      const Int32 code = robot.tcpPosToJntPos(pose, tool, q, back);
+      ASSERT_TRUE(code == 0 || code == 2 || code == 3 || code == 4) << "code " << code;
+      if (code != 0) continue;
+      ++solved;
+      worstJoint = std::max(worstJoint, largestDifference(back, q));
+      robot.jntPosToTcpPos(back, tool, again);
+      worstPose = std::max(worstPose, frameDistance(poseFrame(again), poseFrame(pose)));
+    }
+  }
+  EXPECT_GT(solved, arms * positionsPerArm * 9 / 10);
+  EXPECT_LT(worstJoint, 1e-8);
+  EXPECT_LT(worstPose, 1e-9);
+}
+
+// A pose out of reach returns the solver's code; the output has size 6 and keeps the
+// values it held.
+TEST(Robot, UnreachablePoseLeavesOutputAsItWas) {
+  Robot robot(test_support::makeRecords(kSampleRows));
+  MathVector ref(6);
+  ref(1) = -1.0;
+  ref(2) = 1.0;
+  ref(4) = 1.0;
+  ref(0) = 0.3;
+  const double far[6] = {2.0, 0.5, 0.3, 0, 0, 0};
+  // The wrist centre (the flange moved back by d[5] along its z axis) on joint 1's axis.
+  const double onAxis[6] = {0, 0, 0.5, 0, 0, 0};
+  for (const double* target : {far, onAxis}) {
+    MathVector pose(6), out(3);
+    pose = target;
+    out(0) = 1.5;
+    out(1) = -2.5;
+    out(2) = 3.5;
+    const Int32 code = robot.tcpPosToJntPos(pose, Tool{0, 0, 0, 0, 0, 0}, ref, out);
+    EXPECT_EQ(code, target == far ? 7 : 6);
+    ASSERT_EQ(out.size(), 6u);
+    EXPECT_EQ(out(0), 1.5);
+    EXPECT_EQ(out(1), -2.5);
+    EXPECT_EQ(out(2), 3.5);
+  }
+}
+
+TEST(RobotDeathTest, WrongSizesAbortWithTheirReports) {
+  Robot robot(test_support::makeRecords(kSampleRows));
+  const Tool tool{0, 0, 0, 0, 0, 0};
+  MathVector five(5), six(6), seven(7), out(6);
+  KDL::Frame frame;
+  EXPECT_DEATH(robot.jntPosToTcpPos(five, tool, out),
+               assertionReport(kForward, "_chainMDH4->_dof == jntPosIn.size()"));
+  EXPECT_DEATH(robot.tcpPosToJntPos(five, tool, six, out),
+               assertionReport(kInverse, "tcpPosIn.size() == 6"));
+  EXPECT_DEATH(robot.tcpPosToJntPos(six, tool, seven, out),
+               assertionReport(kInverse, "_chainMDH4->_dof == jntPosRef.size()"));
+  EXPECT_DEATH(robot.vectorToKdlFrame(seven, frame),
+               assertionReport(kToFrame, "vecIn.size() == 6"));
+}
+
+}  // namespace
