@@ -341,18 +341,26 @@ int runDemo(const Library& library, const Arguments& args, const Angles& angles,
               angles.out(args.tool[3]), angles.out(args.tool[4]), angles.out(args.tool[5]),
               angles.unit());
   std::printf(
-      "forward, then back with the joints in as reference; pose = x y z roll pitch yaw;\n"
-      "angles in %s\n",
+      "forward, then back with the joints in as reference, in their configuration mode (two\n"
+      "solutions can share a mode); pose = x y z roll pitch yaw, angles in %s; pose error =\n"
+      "largest difference of the pose reached by the joints back (lengths, rad)\n",
       angles.unit());
 
   double poses[kDemoCases][6];
   for (int c = 0; c < kDemoCases; ++c) {
     const double* q = kDemoJoints[c];
-    double back[6];
+    double back[6], again[6];
     library.jntPosToTcpPos(q, args.tool, poses[c]);
     const int code = library.tcpPosToJntPos(poses[c], args.tool, q, back);
+    library.jntPosToTcpPos(back, args.tool, again);
+    // Largest difference of the pose reached from the pose asked for, angles taken
+    // modulo a turn.
     double error = 0.0;
-    for (int k = 0; k < 6; ++k) error = std::fmax(error, std::fabs(back[k] - q[k]));
+    for (int k = 0; k < 6; ++k) {
+      const double difference = again[k] - poses[c][k];
+      error =
+          std::fmax(error, std::fabs(k < 3 ? difference : std::remainder(difference, 2 * M_PI)));
+    }
 
     const std::string label = "case " + std::to_string(c + 1);
     std::printf("\n");
@@ -361,8 +369,7 @@ int runDemo(const Library& library, const Arguments& args, const Angles& angles,
     printPose("pose", poses[c], angles);
     printJoints("joints back", back, angles);
     if (code == 0) {
-      std::printf("result 0 (%s), largest joint error %.1e %s\n", resultMeaning(code),
-                  angles.out(error), angles.unit());
+      std::printf("result 0 (%s), pose error %.1e\n", resultMeaning(code), error);
     } else {
       std::printf("result %d (%s)\n", code, resultMeaning(code));
     }
