@@ -9,6 +9,9 @@
 
 using test_support::assertionReport;
 using test_support::frameDistance;
+using test_support::randomTool;
+using test_support::randomVector;
+using test_support::toolFrame;
 
 namespace {
 
@@ -26,26 +29,10 @@ const double kSampleRows[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0}
                                   {0.425, 0, 0, 0},         {0.3922, M_PI, 0.1333, 0},
                                   {0, M_PI / 2, 0.0997, 0}, {0, M_PI / 2, 0.0996, 0}};
 
-MathVector randomJoints(std::mt19937_64& rng, double range) {
-  std::uniform_real_distribution<double> angle(-range, range);
-  MathVector q(6);
-  for (UInt32 i = 0; i < 6; ++i) q(i) = angle(rng);
-  return q;
-}
-
-Tool randomTool(std::mt19937_64& rng) {
-  std::uniform_real_distribution<double> length(-0.3, 0.3), angle(-M_PI, M_PI);
-  return Tool{length(rng), length(rng), length(rng), angle(rng), angle(rng), angle(rng)};
-}
-
 // The frame a pose vector names, built here rather than by the facade.
 KDL::Frame poseFrame(const MathVector& pose) {
   return KDL::Frame(KDL::Rotation::RPY(pose(3), pose(4), pose(5)),
                     KDL::Vector(pose(0), pose(1), pose(2)));
-}
-
-KDL::Frame toolFrame(const Tool& t) {
-  return KDL::Frame(KDL::Rotation::RPY(t.rx, t.ry, t.rz), KDL::Vector(t.x, t.y, t.z));
 }
 
 double largestDifference(const MathVector& a, const MathVector& b) {
@@ -66,7 +53,7 @@ TEST(Robot, TcpPoseIsFlangeTimesToolAgainstKdl) {
     const KDL::Chain chain = test_support::kdlChain(records);  // the solver keeps a reference
     KDL::ChainFkSolverPos_recursive kdl(chain);
     for (int k = 0; k < 10; ++k) {
-      const MathVector q = randomJoints(rng, 2 * M_PI);
+      const MathVector q = randomVector(rng, 2 * M_PI);
       const Tool tool = randomTool(rng);
       KDL::JntArray kq(6);
       for (unsigned i = 0; i < 6; ++i) kq(i) = q(i);
@@ -121,7 +108,7 @@ TEST(Robot, InverseOfForwardReachesThePoseInTheReferenceMode) {
     Robot robot(records);
     Chain_MDH4 chain(6, &records);
     for (int k = 0; k < positionsPerArm; ++k) {
-      const MathVector q = randomJoints(rng, 2 * M_PI);
+      const MathVector q = randomVector(rng, 2 * M_PI);
       const Tool tool = randomTool(rng);
       MathVector pose(6), back(6), again(6);
       robot.jntPosToTcpPos(q, tool, pose);
