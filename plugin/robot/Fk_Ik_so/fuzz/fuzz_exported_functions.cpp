@@ -1,0 +1,118 @@
+// libFuzzer target on the three exported functions.
+//
+// An input is one flag byte followed by up to 48 doubles as raw 64-bit patterns (NaN,
+// infinities, subnormals and huge values included); missing bytes read as zero:
+//   24  the arm, six rows of a, alpha, d, theta;
+//    6  the tool x, y, z, rx, ry, rz;
+//    6  joint positions for the forward call;
+//    6  a pose for the inverse call;
+//    6  the reference joint position of both inverse calls.
+// Flag bit 0 folds every value into a range of sane size (non-finite values become
+// zero, lengths fall in (-2, 2), angles in (-8, 8)); bit 1 gives the arm the chain form
+// the inverse solver is built for (twists 0, -pi/2, 0, pi, pi/2, pi/2 and
+// a[0] = a[1] = a[4] = a[5] = 0), keeping the other parameters from the input.
+//
+// Each input initialises a model, computes the forward pose of the joints, and solves
+// the inverse twice: for the given pose, and for the forward pose just computed. Beyond
+// "no crash, no sanitizer report" it checks what a host relies on:
+//   - the forward call returns 0, the inverse calls a code of 0 or 2 ... 7;
+//   - an inverse failure writes six zeros;
+//   - for a chain-form arm with folded inputs and arm links of at least 0.05, the
+//     forward pose is finite, and code 0 means a finite answer whose forward pose is the
+//     target to 1e-6 (distance of the origins and angle between the rotations).
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "host_support.h"
+
+namespace {
+
+const std::size_t ValueCount = 48;
+const double Pi = 3.141592653589793;
+
+struct Input {
+  bool folded;
+  bool chainForm;
+  double arm[6][4];
+  double tool[6];
+  double jnt[6];
+  double pose[6];
+  double ref[6];
+};
+
+// Folds v into (-limit, limit): non-finite values become 0, others keep their
+// remainder, so values already inside pass unchanged.
+double fold(double v, double limit) {
+  return std::isfinite(v) ? std::fmod(v, limit) : 0.0;
+}
+
+Input decode(const std::uint8_t* data, std::size_t size) {
+  Input in;
+  const std::uint8_t flags = size > 0 ? data[0] : 0;
+  in.folded = flags & 1;
+  in.chainForm = flags & 2;
+  double values[ValueCount] = {};
+  const std::size_t available = size > 0 ? (size - 1) / sizeof(double) : 0;
+  std::memcpy(values, data + (size > 0 ? 1 : 0),
+              sizeof(double) * (available < ValueCount ? available : ValueCount));
+  std::size_t next = 0;
+  auto take = [&](double limit) {
+    const double v = values[next++];
+    return in.folded ? fold(v, limit) : v;
+  };
+  const double length = 2.0, angle = 8.0;
+  const double rowLimits[4] = {length, angle, length, angle};
+  const double poseLimits[6] = {length, length, length, angle, angle, angle};
+  for (auto& row : in.arm) {
+    for (int j = 0; j < 4; ++j) row[j] = take(rowLimits[j]);
+  }
+  for (int i = 0; i < 6; ++i) in.tool[i] = take(poseLimits[i]);
+  for (double& q : in.jnt) q = take(angle);
+  for (int i = 0; i < 6; ++i) in.pose[i] = take(poseLimits[i]);
+  for (double& q : in.ref) q = take(angle);
+  if (in.chainForm) {
+    const double twist[6] = {0.0, -Pi / 2, 0.0, Pi, Pi / 2, Pi / 2};
+    for (int i = 0; i < 6; ++i) in.arm[i][1] = twist[i];
+    in.arm[0][0] = in.arm[1][0] = in.arm[4][0] = in.arm[5][0] = 0.0;
+  }
+  return in;
+}
+
+void require(bool condition) {
+  if (!condition) std::abort();
+}
+
+// Solves the inverse of target and checks the answer against the host's rules.
+void checkInverse(const Input& in, const double (&target)[6], bool exact) {
+  double out[6];
+  std::memset(out, 0x5a, sizeof out);
+  const int code = tcpPosToJntPos(target, in.tool, in.ref, out);
+  require(code == 0 || (code >= 2 && code <= 7));
+  if (code != 0) {
+    require(host_support::allZero(out));
+    return;
+  }
+  if (!exact) return;
+  require(host_support::allFinite(out));
+  double reached[6];
+  require(jntPosToTcpPos(out, in.tool, reached) == 0);
+  require(host_support::poseDistance(reached, target) <= 1e-6);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const Input in = decode(data, size);
+  init(in.arm);
+  // The inverse is exact only for chain-form arms; tiny arm links lose its precision.
+  const bool exact = in.folded && in.chainForm && std::fabs(in.arm[2][0]) >= 0.05 &&
+                     std::fabs(in.arm[3][0]) >= 0.05;
+  double tcp[6];
+  require(jntPosToTcpPos(in.jnt, in.tool, tcp) == 0);
+  if (exact) require(host_support::allFinite(tcp));
+  checkInverse(in, in.pose, exact);
+  checkInverse(in, tcp, exact);
+  return 0;
+}
