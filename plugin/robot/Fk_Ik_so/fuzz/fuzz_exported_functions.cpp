@@ -22,6 +22,7 @@
 //     target to 1e-6 (distance of the origins and angle between the rotations).
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -80,25 +81,30 @@ Input decode(const std::uint8_t* data, std::size_t size) {
   return in;
 }
 
-void require(bool condition) {
-  if (!condition) std::abort();
-}
+// A broken invariant aborts, which libFuzzer reports as a crash with the input.
+#define REQUIRE(condition)                                        \
+  do {                                                            \
+    if (!(condition)) {                                           \
+      std::fprintf(stderr, "invariant broken: %s\n", #condition); \
+      std::abort();                                               \
+    }                                                             \
+  } while (false)
 
 // Solves the inverse of target and checks the answer against the host's rules.
 void checkInverse(const Input& in, const double (&target)[6], bool exact) {
   double out[6];
   std::memset(out, 0x5a, sizeof out);
   const int code = tcpPosToJntPos(target, in.tool, in.ref, out);
-  require(code == 0 || (code >= 2 && code <= 7));
+  REQUIRE(code == 0 || (code >= 2 && code <= 7));
   if (code != 0) {
-    require(host_support::allZero(out));
+    REQUIRE(host_support::allZero(out));
     return;
   }
   if (!exact) return;
-  require(host_support::allFinite(out));
+  REQUIRE(host_support::allFinite(out));
   double reached[6];
-  require(jntPosToTcpPos(out, in.tool, reached) == 0);
-  require(host_support::poseDistance(reached, target) <= 1e-6);
+  REQUIRE(jntPosToTcpPos(out, in.tool, reached) == 0);
+  REQUIRE(host_support::poseDistance(reached, target) <= 1e-6);
 }
 
 }  // namespace
@@ -110,8 +116,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool exact = in.folded && in.chainForm && std::fabs(in.arm[2][0]) >= 0.05 &&
                      std::fabs(in.arm[3][0]) >= 0.05;
   double tcp[6];
-  require(jntPosToTcpPos(in.jnt, in.tool, tcp) == 0);
-  if (exact) require(host_support::allFinite(tcp));
+  REQUIRE(jntPosToTcpPos(in.jnt, in.tool, tcp) == 0);
+  if (exact) REQUIRE(host_support::allFinite(tcp));
   checkInverse(in, in.pose, exact);
   checkInverse(in, tcp, exact);
   return 0;
