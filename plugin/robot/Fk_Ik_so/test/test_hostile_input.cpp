@@ -6,6 +6,7 @@
 // these rows up.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
