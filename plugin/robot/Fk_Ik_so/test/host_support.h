@@ -41,12 +41,24 @@ inline KDL::Frame poseFrame(const double* pose) {
                     KDL::Vector(pose[0], pose[1], pose[2]));
 }
 
-// Distance between the frames of two pose vectors: the larger of the distance between
-// their origins and the angle of the rotation from one to the other, so that the many
-// angle triples of one rotation count as equal.
+// Distance between two frames: the distance between their origins plus the angle of the
+// rotation from one to the other, 2 asin(|A - B| / sqrt(8)) with A, B the rotation
+// matrices and the Frobenius norm, which stays exact for small angles (KDL's own Norm and
+// GetRot give 0 below 1e-6). Not-a-number anywhere gives not-a-number.
+inline double distance(const KDL::Frame& a, const KDL::Frame& b) {
+  double origins = 0.0, rotations = 0.0;
+  for (int i = 0; i < 3; ++i) {
+    origins += (a.p(i) - b.p(i)) * (a.p(i) - b.p(i));
+    for (int j = 0; j < 3; ++j) rotations += (a.M(i, j) - b.M(i, j)) * (a.M(i, j) - b.M(i, j));
+  }
+  const double halfChord = std::sqrt(rotations / 8);  // sin of half the angle
+  return std::sqrt(origins) + 2 * std::asin(halfChord > 1.0 ? 1.0 : halfChord);
+}
+
+// Distance between the frames of two pose vectors, so that the many angle triples of one
+// rotation count as equal.
 inline double poseDistance(const double* p, const double* q) {
-  const KDL::Twist difference = KDL::diff(poseFrame(p), poseFrame(q));
-  return std::fmax(difference.vel.Norm(), difference.rot.Norm());
+  return distance(poseFrame(p), poseFrame(q));
 }
 
 }  // namespace host_support
