@@ -92,9 +92,9 @@ Input decode(const std::uint8_t* data, std::size_t size) {
 
 // The TCP frame of joints q, the product of the joints' modified-DH frames and the tool
 // frame. The answer is checked against this frame rather than against the pose vector of
-// the forward call: within about 1e-6 rad of a pitch of +-pi/2, the roll and yaw that
-// KDL's GetRPY reads carry rounding errors of about 1e-16 / cos(pitch) rad each (1.5e-5
-// rad at 2.6e-12 from pi/2, in the seed near_gimbal_lock), whatever the joints.
+// the forward call: near a pitch of +-pi/2, KDL's GetRPY reads roll and yaw from rotation
+// elements of size cos(pitch), so their rounding errors grow like 1e-16 / cos(pitch) rad
+// (1.5e-5 rad at 2.6e-12 from pi/2, in the seed near_gimbal_lock), whatever the joints.
 KDL::Frame tcpFrame(const Input& in, const double (&q)[6]) {
   KDL::Frame frame = KDL::Frame::Identity();
   for (int i = 0; i < 6; ++i) {
