@@ -1,0 +1,243 @@
+// Times the library's kinematics beside KDL's own chain solvers on the same arm, in one
+// process, and closes with a table of each operation's median time per call and its
+// speed-up over the KDL counterpart.
+//
+// Every operation cycles through the same pre-generated joint positions of the sample
+// arm and the poses they reach, so no input is built inside a timed loop.
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <kdl/chainfksolverpos_recursive.hpp>
+#include <kdl/chainiksolverpos_nr_jl.hpp>
+#include <kdl/chainiksolvervel_pinv.hpp>
+#include <kdl/chainjnttojacdotsolver.hpp>
+#include <kdl/chainjnttojacsolver.hpp>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "fk_solver_pos_tarvin2_6dof.h"
+#include "test_support.h"
+
+namespace {
+
+// Inputs are cycled through with a mask: the count is a power of two.
+const UInt32 kSamples = 1024;
+// Distance of the reference (and of KDL's seed) from the answer, per joint.
+const double kSeedOffset = 0.1;
+
+// The sample arm: a, alpha, d, theta per joint, in metres and radians.
+const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},      {0, -Pi / 2, 0, 0},
+                                 {0.425, 0, 0, 0},       {0.3922, Pi, 0.1333, 0},
+                                 {0, Pi / 2, 0.0997, 0}, {0, Pi / 2, 0.0996, 0}};
+const Tool kTool = {0.01, -0.02, 0.15, 0.1, -0.2, 0.3};
+
+KDL::Frame toolFrame(const Tool& t) {
+  return KDL::Frame(KDL::Rotation::RPY(t.rx, t.ry, t.rz), KDL::Vector(t.x, t.y, t.z));
+}
+
+// Everything the timed loops read, built once: the arm in both forms, joint positions
+// away from the singular configurations, references 0.1 rad away from them, and the
+// TCP poses they reach.
+struct Workload {
+  Workload()
+      : records(test_support::makeRecords(kSampleArm)),
+        chain(6, &records),
+        fk(&chain),
+        kdl(test_support::kdlChain(records)) {
+    kdl.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None), toolFrame(kTool)));
+    std::mt19937_64 rng(8);
+    std::uniform_real_distribution<double> angle(-Pi, Pi);
+    std::bernoulli_distribution up;
+    while (jnt.size() < kSamples) {
+      MathVector q(6), r(6);
+      for (UInt32 i = 0; i < 6; ++i) {
+        q(i) = angle(rng);
+        r(i) = q(i) + (up(rng) ? kSeedOffset : -kSeedOffset);
+      }
+      // Keep the elbow and the wrist clear of their stretched and folded positions.
+      if (std::abs(std::sin(q(2))) < 0.1 || std::abs(std::sin(q(4))) < 0.1) continue;
+      KDL::Frame flange;
+      fk.jntPosToFlangePos(q, flange);
+      const KDL::Frame tcp = flange * toolFrame(kTool);
+      std::array<double, 6> pose = {tcp.p.x(), tcp.p.y(), tcp.p.z(), 0, 0, 0};
+      tcp.M.GetRPY(pose[3], pose[4], pose[5]);
+      jnt.push_back(q);
+      ref.push_back(r);
+      flanges.push_back(flange);
+      tcps.push_back(tcp);
+      poses.push_back(pose);
+      KDL::JntArray kq(6), kr(6);
+      for (UInt32 i = 0; i < 6; ++i) {
+        kq(i) = q(i);
+        kr(i) = r(i);
+      }
+      kdlJnt.push_back(kq);
+      kdlSeed.push_back(kr);
+    }
+  }
+
+  std::vector<MDH> records;
+  Chain_MDH4 chain;
+  FkSolverPos_Tarvin2_6Dof fk;
+  KDL::Chain kdl;  // the arm with the tool as a last, fixed segment
+  std::vector<MathVector> jnt, ref;
+  std::vector<KDL::Frame> flanges, tcps;
+  std::vector<std::array<double, 6>> poses;
+  std::vector<KDL::JntArray> kdlJnt, kdlSeed;
+};
+
+Workload& workload() {
+  static Workload w;
+  return w;
+}
+
+void fkSolverPosFlange(benchmark::State& state) {
+  Workload& w = workload();
+  KDL::Frame flange;
+  UInt32 k = 0;
+  for (auto _ : state) {
+    w.fk.jntPosToFlangePos(w.jnt[k++ & (kSamples - 1)], flange);
+    benchmark::DoNotOptimize(flange);
+  }
+}
+
+void kdlFkRecursive(benchmark::State& state) {
+  Workload& w = workload();
+  KDL::ChainFkSolverPos_recursive solver(w.kdl);
+  KDL::Frame tcp;
+  double rpy[3];
+  UInt32 k = 0;
+  for (auto _ : state) {
+    solver.JntToCart(w.kdlJnt[k++ & (kSamples - 1)], tcp);
+    tcp.M.GetRPY(rpy[0], rpy[1], rpy[2]);
+    benchmark::DoNotOptimize(tcp);
+    benchmark::DoNotOptimize(rpy);
+  }
+}
+
+void kdlJacobian(benchmark::State& state) {
+  Workload& w = workload();
+  KDL::ChainJntToJacSolver solver(w.kdl);
+  KDL::Jacobian jacobian(6);
+  UInt32 k = 0;
+  for (auto _ : state) {
+    solver.JntToJac(w.kdlJnt[k++ & (kSamples - 1)], jacobian);
+    benchmark::DoNotOptimize(jacobian.data.data());
+  }
+}
+
+void kdlJacobianDot(benchmark::State& state) {
+  Workload& w = workload();
+  KDL::ChainJntToJacDotSolver solver(w.kdl);
+  KDL::Jacobian jacobianDot(6);
+  std::vector<KDL::JntArrayVel> inputs;
+  for (UInt32 k = 0; k < kSamples; ++k) inputs.emplace_back(w.kdlJnt[k], w.kdlSeed[k]);
+  UInt32 k = 0;
+  for (auto _ : state) {
+    solver.JntToJacDot(inputs[k++ & (kSamples - 1)], jacobianDot);
+    benchmark::DoNotOptimize(jacobianDot.data.data());
+  }
+}
+
+void kdlIkNrJl(benchmark::State& state) {
+  Workload& w = workload();
+  KDL::JntArray qMin(6), qMax(6);
+  for (UInt32 i = 0; i < 6; ++i) {
+    qMin(i) = -2 * Pi;
+    qMax(i) = 2 * Pi;
+  }
+  KDL::ChainFkSolverPos_recursive fk(w.kdl);
+  KDL::ChainIkSolverVel_pinv vel(w.kdl);
+  KDL::ChainIkSolverPos_NR_JL solver(w.kdl, qMin, qMax, fk, vel);
+  KDL::JntArray q(6);
+  double successes = 0;
+  UInt32 k = 0;
+  for (auto _ : state) {
+    const UInt32 s = k++ & (kSamples - 1);
+    successes += solver.CartToJnt(w.kdlSeed[s], w.tcps[s], q) >= 0;
+    benchmark::DoNotOptimize(q.data.data());
+  }
+  state.counters["success"] = benchmark::Counter(successes, benchmark::Counter::kAvgIterations);
+}
+
+// One timed operation, and the KDL operation that does the same work (empty for KDL's
+// own rows).
+struct Operation {
+  const char* name;
+  void (*run)(benchmark::State&);
+  const char* peer;
+};
+
+const Operation kOperations[] = {
+    {"fk/FkSolverPos flange", fkSolverPosFlange, "fk/KDL recursive+GetRPY"},
+    {"fk/KDL recursive+GetRPY", kdlFkRecursive, ""},
+    {"jacobian/KDL ChainJntToJacSolver", kdlJacobian, ""},
+    {"jacobianDot/KDL ChainJntToJacDotSolver", kdlJacobianDot, ""},
+    {"ik/KDL NR_JL", kdlIkNrJl, ""},
+};
+
+// The console output, plus each operation's median CPU time and success share.
+class TableReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      if (run.run_type != Run::RT_Aggregate || run.aggregate_name != "median") continue;
+      Median& median = medians_[run.run_name.function_name];
+      median.nanoseconds = run.GetAdjustedCPUTime();
+      const auto success = run.counters.find("success");
+      median.success = success == run.counters.end() ? -1.0 : success->second.value;
+    }
+  }
+
+  void printTable() const {
+    std::printf("\n%-40s %12s %10s  %s\n", "operation", "median ns", "success", "KDL / this");
+    for (const Operation& op : kOperations) {
+      const auto median = medians_.find(op.name);
+      if (median == medians_.end()) continue;
+      std::printf("%-40s %12.1f", op.name, median->second.nanoseconds);
+      if (median->second.success >= 0) {
+        std::printf(" %9.1f%%", 100.0 * median->second.success);
+      } else {
+        std::printf(" %10s", "");
+      }
+      const auto peer = medians_.find(op.peer);
+      if (peer != medians_.end()) {
+        std::printf("  %6.1f x (%s)", peer->second.nanoseconds / median->second.nanoseconds,
+                    op.peer);
+      }
+      std::printf("\n");
+    }
+  }
+
+ private:
+  struct Median {
+    double nanoseconds;
+    double success;
+  };
+  std::map<std::string, Median> medians_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  workload();
+  for (const Operation& op : kOperations) {
+    benchmark::RegisterBenchmark(op.name, op.run)
+        ->Unit(benchmark::kNanosecond)
+        ->MinTime(0.2)
+        ->Repetitions(9)
+        ->ReportAggregatesOnly(true);
+  }
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  TableReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.printTable();
+  benchmark::Shutdown();
+  return 0;
+}
