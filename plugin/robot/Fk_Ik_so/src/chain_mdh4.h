@@ -8,6 +8,7 @@
 #ifndef FK_IK_SO_CHAIN_MDH4_H
 #define FK_IK_SO_CHAIN_MDH4_H
 
+#include <cmath>
 #include <vector>
 
 #include "fk_ik_types.h"
@@ -23,6 +24,13 @@ struct MDH {
   Float64 theta;  // joint-angle offset about this joint's z axis, radians
 };
 
+// Sine and cosine of one record's twist, with the twist they were taken of.
+struct TwistSinCos {
+  Float64 alpha;
+  Float64 sinAlpha;
+  Float64 cosAlpha;
+};
+
 // The chain of a 6-axis arm: _dof (always 6) records copied from the caller.
 // The record array has room for Max_Chain_Dof records; the seventh stays zero.
 // The solvers read the fields directly; nothing changes them after construction.
@@ -32,8 +40,25 @@ class Chain_MDH4 {
   Chain_MDH4(UInt32 dof, const std::vector<MDH>* pMDH4Param);
   ~Chain_MDH4();
 
+  // Sine and cosine of the twist of record i, as KDL::Frame::DH_Craig1989 computes them.
+  // They are taken once, at construction; a record whose twist was changed since is
+  // computed afresh.
+  Void twistSinCos(UInt32 i, Float64& sinAlpha, Float64& cosAlpha) const {
+    const TwistSinCos& t = _twist[i];
+    if (t.alpha == _mdhParam[i].alpha) {
+      sinAlpha = t.sinAlpha;
+      cosAlpha = t.cosAlpha;
+    } else {
+      sinAlpha = std::sin(_mdhParam[i].alpha);
+      cosAlpha = std::cos(_mdhParam[i].alpha);
+    }
+  }
+
   UInt32 _dof;
   MDH _mdhParam[Max_Chain_Dof];
+  // The twists' sines and cosines are constants of the arm: the forward kinematics reads
+  // them here instead of computing them again for every segment of every call.
+  TwistSinCos _twist[Max_Chain_Dof];
 };
 
 #endif  // FK_IK_SO_CHAIN_MDH4_H

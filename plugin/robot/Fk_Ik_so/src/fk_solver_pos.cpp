@@ -1,13 +1,35 @@
 #include "fk_solver_pos.h"
 
 #include <cassert>
+#include <cmath>
 
 namespace {
 
-// Frame of segment i relative to the frame before it: the joint position is added
-// to the record's theta offset.
-KDL::Frame segmentFrame(const MDH& r, Float64 q) {
-  return KDL::Frame::DH_Craig1989(r.a, r.alpha, r.d, r.theta + q);
+// Frame of segment i relative to the frame before it, the joint position added to the
+// record's theta offset: the very frame KDL::Frame::DH_Craig1989(a, alpha, d, theta + q)
+// builds, element by element, with the twist's sine and cosine taken from the chain so
+// that a segment costs one sine and cosine of its angle.
+inline KDL::Frame segmentFrame(const Chain_MDH4& chain, UInt32 i, Float64 q) {
+  const MDH& r = chain._mdhParam[i];
+  Float64 sa, ca;
+  chain.twistSinCos(i, sa, ca);
+  const Float64 angle = r.theta + q;
+  const Float64 st = std::sin(angle);
+  const Float64 ct = std::cos(angle);
+  return KDL::Frame(KDL::Rotation(ct, -st, 0.0, st * ca, ct * ca, -sa, st * sa, ct * sa, ca),
+                    KDL::Vector(r.a, -sa * r.d, ca * r.d));
+}
+
+// lhs * rhs with the operations of KDL's frame product in the same order, so the result
+// is the same to the bit, but inline: KDL's rotation product is an out-of-line call.
+inline KDL::Frame product(const KDL::Frame& lhs, const KDL::Frame& rhs) {
+  const KDL::Rotation& a = lhs.M;
+  const KDL::Rotation& b = rhs.M;
+  KDL::Rotation m;
+  for (int i = 0; i < 3; ++i) {
+    for (int j = 0; j < 3; ++j) m(i, j) = a(i, 0) * b(0, j) + a(i, 1) * b(1, j) + a(i, 2) * b(2, j);
+  }
+  return KDL::Frame(m, a * rhs.p + lhs.p);
 }
 
 }  // namespace
@@ -18,7 +40,7 @@ Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, KDL::Frame& flange
   assert(_chainMDH4->_dof == jntPos.size());
   KDL::Frame accumulated = KDL::Frame::Identity();
   for (UInt32 i = 0; i < _chainMDH4->_dof; ++i) {
-    accumulated = accumulated * segmentFrame(_chainMDH4->_mdhParam[i], jntPos(i));
+    accumulated = product(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
   }
   flangePos = accumulated;
 }
@@ -34,7 +56,7 @@ Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, const Int32& segme
   assert(segmenId >= 0 || segmenId < _chainMDH4->_dof);
   KDL::Frame accumulated = KDL::Frame::Identity();
   for (Int32 i = 0; i < segmenId; ++i) {
-    accumulated = accumulated * segmentFrame(_chainMDH4->_mdhParam[i], jntPos(i));
+    accumulated = product(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
   }
   flangePos = accumulated;
 }
@@ -43,7 +65,7 @@ Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, const Int32& segme
 Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, KDL::Frame* flangePos) {
   assert(_chainMDH4->_dof == jntPos.size());
   for (UInt32 i = 0; i < _chainMDH4->_dof; ++i) {
-    const KDL::Frame frame = segmentFrame(_chainMDH4->_mdhParam[i], jntPos(i));
-    flangePos[i] = i == 0 ? frame : flangePos[i - 1] * frame;
+    const KDL::Frame frame = segmentFrame(*_chainMDH4, i, jntPos(i));
+    flangePos[i] = i == 0 ? frame : product(flangePos[i - 1], frame);
   }
 }

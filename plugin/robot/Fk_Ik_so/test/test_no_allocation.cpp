@@ -1,0 +1,88 @@
+// The computing calls allocate nothing: this program replaces the global operator new
+// with one that counts, and runs each call between two readings of the count.
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <random>
+
+#include "fk_solver_pos_tarvin2_6dof.h"
+#include "test_support.h"
+
+namespace {
+
+std::atomic<long> allocations{0};
+
+void* countedAllocation(std::size_t size) {
+  ++allocations;
+  if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
+  throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  return countedAllocation(size);
+}
+void* operator new[](std::size_t size) {
+  return countedAllocation(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  ++allocations;
+  return std::malloc(size == 0 ? 1 : size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  ++allocations;
+  return std::malloc(size == 0 ? 1 : size);
+}
+void operator delete(void* p) noexcept {
+  std::free(p);
+}
+void operator delete[](void* p) noexcept {
+  std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+  std::free(p);
+}
+void operator delete[](void* p, std::size_t) noexcept {
+  std::free(p);
+}
+
+namespace {
+
+// Allocations made while f runs.
+template <typename F>
+long allocationsOf(F f) {
+  const long before = allocations.load();
+  f();
+  return allocations.load() - before;
+}
+
+class NoAllocation : public ::testing::Test {
+ protected:
+  NoAllocation() : records(test_support::randomArm(rng)), chain(6, &records), fk(&chain) {
+    std::uniform_real_distribution<double> angle(-M_PI, M_PI);
+    jnt.resize(6);
+    for (UInt32 i = 0; i < 6; ++i) jnt(i) = angle(rng);
+  }
+
+  std::mt19937_64 rng{42};
+  std::vector<MDH> records;
+  Chain_MDH4 chain;
+  FkSolverPos_Tarvin2_6Dof fk;
+  MathVector jnt;
+};
+
+// The counter sees the allocations of the program itself, so a zero below means
+// something.
+TEST_F(NoAllocation, CounterSeesAnAllocation) {
+  EXPECT_EQ(allocationsOf([] { delete new double(1.0); }), 1);
+}
+
+TEST_F(NoAllocation, ForwardKinematics) {
+  KDL::Frame flange, segments[Max_Chain_Dof];
+  EXPECT_EQ(allocationsOf([&] { fk.jntPosToFlangePos(jnt, flange); }), 0);
+  EXPECT_EQ(allocationsOf([&] { fk.jntPosToFlangePos(jnt, 4, flange); }), 0);
+  EXPECT_EQ(allocationsOf([&] { fk.jntPosToFlangePos(jnt, segments); }), 0);
+}
+
+}  // namespace
