@@ -45,6 +45,64 @@ class Vector {
   template <typename T1>
   Void fill(const T1& value);
 
+  // Arithmetic and reductions. Results carry the size of *this; members that take a
+  // second vector assert that the sizes agree. Each operation is the element type's
+  // own arithmetic: the integer types wrap, short and bool compute in int and convert
+  // the result back (for bool: non-zero is true), division by zero is left to T.
+
+  // Element-wise absolute value, taken in double and converted back.
+  Vector<T> abs() const;
+  // False as soon as some |this(i) - other(i)|, the difference taken in T (in int for
+  // short and bool), exceeds |tolerance|. A NaN difference does not count as exceeding.
+  Bool almostEqual(const Vector<T>& other, Float64 tolerance);
+  // Equality of T for every element: a NaN element makes vectors unequal, 0.0 == -0.0.
+  Bool operator==(const Vector<T>& other);
+  Bool operator!=(const Vector<T>& other);
+
+  // Element-wise sums and differences, with another vector or with one scalar s for
+  // every element; addToAll and subtractFromAll work in place.
+  Vector<T> operator+(const Vector<T>& other) const;
+  Void addToAll(const T& s);
+  Vector<T> plusScalar(const T& s) const;
+  Vector<T> operator-(const Vector<T>& other) const;
+  Void subtractFromAll(const T& s);
+  Vector<T> minusScalar(const T& s) const;
+  // s times each element.
+  Vector<T> operator*(const T& s) const;
+  // No test of s: a zero divisor gives infinities or NaN for float and double and is
+  // undefined (a division fault) for the integer types and bool.
+  Vector<T> operator/(const T& s) const;
+  Vector<T> elementMultiply(const Vector<T>& other) const;
+
+  // Sum of the products in T, started at zero, in index order.
+  T dot(const Vector<T>& other) const;
+  // Square root, in double, of the sum of squares formed in T; converted back to T
+  // (truncated for the integer types). Not guarded against overflow of the sum.
+  T norm() const;
+  // Divides every element by norm() when it is greater than zero (for the integer
+  // types: at least 1); otherwise, also for a NaN norm, sets every element to zero.
+  Void normalize();
+  // Projection of *this onto other: other * (dot(other) / other.dot(other)). The guard
+  // tests the norm of *this: a zero *this gives zeros whatever other is, while a zero
+  // other divides by zero.
+  Vector<T> project(const Vector<T>& other) const;
+
+  // Extrema: the first, lowest-indexed one among equals. The candidate starts at slot
+  // 0 and is replaced only by a strictly smaller (larger) element, so a NaN neither
+  // replaces nor is replaced; an empty vector yields slot 0's stored value and index 0.
+  Void min(T& value, UInt32& index) const;
+  T min() const;
+  UInt32 minIndex() const;
+  T minAbs() const;
+  // Index of abs().min(), converted to T (a Vector<bool> gives true for any index but 0).
+  T minAbsIndex() const;
+  Void max(T& value, UInt32& index) const;
+  T max() const;
+  UInt32 maxIndex() const;
+  T maxAbs() const;
+  // Index of abs().max(), converted to T. The name is part of the interface as spelled.
+  T masAbsIndex() const;
+
  private:
   T _data[Max_Vector_Dimension];
   UInt32 _n;

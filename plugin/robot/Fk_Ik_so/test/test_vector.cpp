@@ -3,47 +3,14 @@
 #include <cstring>
 
 #include "test_support.h"
-#include "vector.h"
+#include "vector_test_support.h"
 
 using test_support::assertionReport;
+using test_support::ElementTypes;
+using test_support::slots;
+using test_support::TypeName;
 
 namespace {
-
-// The element type as GCC spells it in an assertion report.
-template <typename T>
-struct TypeName;
-template <>
-struct TypeName<bool> {
-  static constexpr const char* value = "bool";
-};
-template <>
-struct TypeName<short> {
-  static constexpr const char* value = "short int";
-};
-template <>
-struct TypeName<int> {
-  static constexpr const char* value = "int";
-};
-template <>
-struct TypeName<long> {
-  static constexpr const char* value = "long int";
-};
-template <>
-struct TypeName<unsigned int> {
-  static constexpr const char* value = "unsigned int";
-};
-template <>
-struct TypeName<unsigned long> {
-  static constexpr const char* value = "long unsigned int";
-};
-template <>
-struct TypeName<float> {
-  static constexpr const char* value = "float";
-};
-template <>
-struct TypeName<double> {
-  static constexpr const char* value = "double";
-};
 
 // Distinct non-zero values for every type (bool cycles through true only).
 template <typename T>
@@ -51,18 +18,9 @@ T valueAt(int i) {
   return static_cast<T>(i + 1);
 }
 
-// Bit pattern of all fourteen slots, whatever the size.
-template <typename T>
-std::vector<T> slots(const Vector<T>& v) {
-  const T* p = v;
-  return std::vector<T>(p, p + Max_Vector_Dimension);
-}
-
 template <typename T>
 class VectorStorage : public ::testing::Test {};
 
-using ElementTypes =
-    ::testing::Types<bool, short, int, long, unsigned int, unsigned long, float, double>;
 TYPED_TEST_SUITE(VectorStorage, ElementTypes);
 
 TYPED_TEST(VectorStorage, SizedConstructorZeroesEverySlot) {
