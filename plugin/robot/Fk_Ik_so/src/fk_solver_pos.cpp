@@ -69,3 +69,70 @@ Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, KDL::Frame* flange
     flangePos[i] = i == 0 ? frame : product(flangePos[i - 1], frame);
   }
 }
+
+// Jacobians of the TCP.
+
+namespace {
+
+// a x b: the installed KDL spells the cross product of two vectors as their product.
+KDL::Vector cross(const KDL::Vector& a, const KDL::Vector& b) {
+  return a * b;
+}
+
+// Writes the linear part into rows 0-2 and the angular part into rows 3-5 of column i.
+Void setColumn(MathJacobian& jacobian, UInt32 i, const KDL::Vector& linear,
+               const KDL::Vector& angular) {
+  for (UInt32 row = 0; row < 3; ++row) {
+    jacobian(row, i) = linear(row);
+    jacobian(row + 3, i) = angular(row);
+  }
+}
+
+// The common start of both Jacobians and the velocity Jacobian itself: per joint i the
+// axis z[i] in the base frame and the TCP's offset r[i] in joint i's own frame.
+Void velocityJacobian(FkSolverPos& solver, const MathVector& jntPos, const Tool& tool,
+                      MathJacobian& velJacobian, KDL::Vector* z, KDL::Vector* r) {
+  KDL::Frame frames[Max_Chain_Dof];
+  solver.jntPosToFlangePos(jntPos, frames);
+  const KDL::Frame toolFrame(KDL::Rotation::RPY(tool.rx, tool.ry, tool.rz),
+                             KDL::Vector(tool.x, tool.y, tool.z));
+  const KDL::Frame tcp = frames[solver._chainMDH4->_dof - 1] * toolFrame;
+  for (UInt32 i = 0; i < solver._chainMDH4->_dof; ++i) {
+    z[i] = frames[i].M.UnitZ();
+    r[i] = (frames[i].Inverse() * tcp).p;
+    setColumn(velJacobian, i, cross(z[i], frames[i].M * r[i]), z[i]);
+  }
+}
+
+}  // namespace
+
+Void FkSolverPos::jntPosToJacobians(const MathVector& jntPos, const Tool& tool,
+                                    MathJacobian& velJacobian) {
+  assert(_chainMDH4->_dof == jntPos.size());
+  assert(velJacobian.rows() == 6);
+  assert(velJacobian.columns() == _chainMDH4->_dof);
+  KDL::Vector z[Max_Chain_Dof], r[Max_Chain_Dof];
+  velocityJacobian(*this, jntPos, tool, velJacobian, z, r);
+}
+
+// The offsets r[k] and r[n] stay in their joint frames while w and z are base-frame
+// vectors: the combination below is the required one, kept as written.
+Void FkSolverPos::jntPosToJacobiansDot(const MathVector& jntPos, const MathVector& jntVel,
+                                       const Tool& tool, MathJacobian& velJacobian,
+                                       MathJacobian& velJacobianDot) {
+  assert(_chainMDH4->_dof == jntPos.size());
+  assert(_chainMDH4->_dof == jntVel.size());
+  assert(velJacobian.rows() == 6);
+  assert(velJacobian.columns() == _chainMDH4->_dof);
+  assert(velJacobianDot.rows() == 6);
+  assert(velJacobianDot.columns() == _chainMDH4->_dof);
+  KDL::Vector z[Max_Chain_Dof], r[Max_Chain_Dof], w[Max_Chain_Dof];
+  velocityJacobian(*this, jntPos, tool, velJacobian, z, r);
+  const UInt32 n = _chainMDH4->_dof - 1;
+  for (UInt32 i = 0; i <= n; ++i) w[i] = i == 0 ? jntVel(0) * z[0] : w[i - 1] + jntVel(i) * z[i];
+  for (UInt32 k = 0; k <= n; ++k) {
+    const KDL::Vector zDot = cross(w[k], z[k]);
+    const KDL::Vector pDot = cross(w[n], r[n]) - cross(w[k], r[k]);
+    setColumn(velJacobianDot, k, cross(zDot, r[k]) + cross(z[k], pDot), zDot);
+  }
+}

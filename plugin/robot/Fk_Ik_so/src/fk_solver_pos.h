@@ -11,6 +11,7 @@
 
 #include "chain_mdh4.h"
 #include "fk_ik_types.h"
+#include "jacobian.h"
 #include "vector.h"
 
 // The tool centre point (TCP) relative to the flange: translation x, y, z in flange
@@ -37,6 +38,26 @@ class FkSolverPos {
   // Frames at the end of every segment: flangePos[i] is joint i's frame relative to
   // the base. The caller provides room for _dof frames.
   Void jntPosToFlangePos(const MathVector& jntPos, KDL::Frame* flangePos);
+
+  // Geometric velocity Jacobian of the TCP, expressed in the base frame: column i maps
+  // joint i's velocity to the TCP's linear velocity (rows 0-2, z_i x (p_tcp - p_i)) and
+  // angular velocity (rows 3-5, z_i, joint i's axis). velJacobian must be shaped
+  // 6 x _dof; every element is written.
+  Void jntPosToJacobians(const MathVector& jntPos, const Tool& tool, MathJacobian& velJacobian);
+  // velJacobian as above and, for the joint velocity jntVel (rad/s), velJacobianDot.
+  // Frames of the vectors combined, per joint k with n the last joint:
+  //   z_k   joint k's axis, base frame;
+  //   w_k   angular velocity of joint k's frame, w_k = sum of jntVel(j) z_j for j <= k,
+  //         base frame;
+  //   r_k   the TCP's offset from joint k's origin, in joint k's own frame (so r_n is
+  //         the tool's translation in flange coordinates).
+  // Column k holds a_k = (w_k x z_k) x r_k + z_k x ((w_n x r_n) - (w_k x r_k)) in rows
+  // 0-2 and w_k x z_k in rows 3-5. The joint-frame offsets r_k and r_n are not rotated
+  // into the base frame before they meet the base-frame vectors: this is the required
+  // computation and callers depend on it, so it must not be "corrected". The angular
+  // rows are the time derivative of velJacobian's; the linear rows, in general, not.
+  Void jntPosToJacobiansDot(const MathVector& jntPos, const MathVector& jntVel, const Tool& tool,
+                            MathJacobian& velJacobian, MathJacobian& velJacobianDot);
 
   Chain_MDH4* _chainMDH4;
 };
