@@ -105,6 +105,29 @@ void fkSolverPosFlange(benchmark::State& state) {
   }
 }
 
+void fkSolverPosJacobians(benchmark::State& state) {
+  Workload& w = workload();
+  MathJacobian jacobian(6, 6);
+  UInt32 k = 0;
+  for (auto _ : state) {
+    w.fk.jntPosToJacobians(w.jnt[k++ & (kSamples - 1)], kTool, jacobian);
+    benchmark::DoNotOptimize(jacobian);
+  }
+}
+
+// The joint velocity is the reference position, as in KDL's row below.
+void fkSolverPosJacobiansDot(benchmark::State& state) {
+  Workload& w = workload();
+  MathJacobian jacobian(6, 6), jacobianDot(6, 6);
+  UInt32 k = 0;
+  for (auto _ : state) {
+    const UInt32 s = k++ & (kSamples - 1);
+    w.fk.jntPosToJacobiansDot(w.jnt[s], w.ref[s], kTool, jacobian, jacobianDot);
+    benchmark::DoNotOptimize(jacobian);
+    benchmark::DoNotOptimize(jacobianDot);
+  }
+}
+
 void kdlFkRecursive(benchmark::State& state) {
   Workload& w = workload();
   KDL::ChainFkSolverPos_recursive solver(w.kdl);
@@ -175,7 +198,11 @@ struct Operation {
 const Operation kOperations[] = {
     {"fk/FkSolverPos flange", fkSolverPosFlange, "fk/KDL recursive+GetRPY"},
     {"fk/KDL recursive+GetRPY", kdlFkRecursive, ""},
+    {"jacobian/FkSolverPos jntPosToJacobians", fkSolverPosJacobians,
+     "jacobian/KDL ChainJntToJacSolver"},
     {"jacobian/KDL ChainJntToJacSolver", kdlJacobian, ""},
+    {"jacobianDot/FkSolverPos jntPosToJacobiansDot", fkSolverPosJacobiansDot,
+     "jacobianDot/KDL ChainJntToJacDotSolver"},
     {"jacobianDot/KDL ChainJntToJacDotSolver", kdlJacobianDot, ""},
     {"ik/KDL NR_JL", kdlIkNrJl, ""},
 };
@@ -195,11 +222,11 @@ class TableReporter : public benchmark::ConsoleReporter {
   }
 
   void printTable() const {
-    std::printf("\n%-40s %12s %10s  %s\n", "operation", "median ns", "success", "KDL / this");
+    std::printf("\n%-46s %12s %10s  %s\n", "operation", "median ns", "success", "KDL / this");
     for (const Operation& op : kOperations) {
       const auto median = medians_.find(op.name);
       if (median == medians_.end()) continue;
-      std::printf("%-40s %12.1f", op.name, median->second.nanoseconds);
+      std::printf("%-46s %12.1f", op.name, median->second.nanoseconds);
       if (median->second.success >= 0) {
         std::printf(" %9.1f%%", 100.0 * median->second.success);
       } else {

@@ -96,10 +96,12 @@ Void velocityJacobian(FkSolverPos& solver, const MathVector& jntPos, const Tool&
   solver.jntPosToFlangePos(jntPos, frames);
   const KDL::Frame toolFrame(KDL::Rotation::RPY(tool.rx, tool.ry, tool.rz),
                              KDL::Vector(tool.x, tool.y, tool.z));
-  const KDL::Frame tcp = frames[solver._chainMDH4->_dof - 1] * toolFrame;
+  const KDL::Frame tcp = product(frames[solver._chainMDH4->_dof - 1], toolFrame);
   for (UInt32 i = 0; i < solver._chainMDH4->_dof; ++i) {
     z[i] = frames[i].M.UnitZ();
-    r[i] = (frames[i].Inverse() * tcp).p;
+    // The position of frames[i].Inverse() * tcp, with the same operations but without the
+    // rotation part that nothing reads.
+    r[i] = frames[i].M.Inverse(tcp.p) + -frames[i].M.Inverse(frames[i].p);
     setColumn(velJacobian, i, cross(z[i], frames[i].M * r[i]), z[i]);
   }
 }

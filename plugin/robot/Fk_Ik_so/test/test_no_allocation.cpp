@@ -6,6 +6,7 @@
 #include <random>
 
 #include "fk_solver_pos_tarvin2_6dof.h"
+#include "jacobian.h"
 #include "test_support.h"
 
 namespace {
@@ -83,6 +84,14 @@ TEST_F(NoAllocation, ForwardKinematics) {
   EXPECT_EQ(allocationsOf([&] { fk.jntPosToFlangePos(jnt, flange); }), 0);
   EXPECT_EQ(allocationsOf([&] { fk.jntPosToFlangePos(jnt, 4, flange); }), 0);
   EXPECT_EQ(allocationsOf([&] { fk.jntPosToFlangePos(jnt, segments); }), 0);
+}
+
+TEST_F(NoAllocation, Jacobians) {
+  const Tool tool = {0.01, -0.02, 0.15, 0.1, -0.2, 0.3};
+  MathJacobian jacobian(6, 6), jacobianDot(6, 6);
+  EXPECT_EQ(allocationsOf([&] { fk.jntPosToJacobians(jnt, tool, jacobian); }), 0);
+  EXPECT_EQ(allocationsOf([&] { fk.jntPosToJacobiansDot(jnt, jnt, tool, jacobian, jacobianDot); }),
+            0);
 }
 
 }  // namespace
