@@ -1,6 +1,7 @@
 #include "chain_mdh4.h"
 
 #include <cassert>
+#include <cmath>
 
 MDH::MDH() : a(0.0), alpha(0.0), d(0.0), theta(0.0) {}
 
@@ -17,3 +18,34 @@ Chain_MDH4::Chain_MDH4(UInt32 dof, const std::vector<MDH>* pMDH4Param) {
 }
 
 Chain_MDH4::~Chain_MDH4() {}
+
+// The quantities are taken from the joint positions, not from the DH angles q + theta.
+// The shoulder quantity pairs q3 with d of record 4 on purpose, and its terms are summed
+// in the order below: the inverse solver's classification depends on both.
+Int32 Chain_MDH4::getMode_6dof(const MathVector& jntPos, Int32& mode, Bool check) {
+  assert(_dof == 6 && jntPos.size() == 6);
+  mode = 0;
+  const Float64 q1 = jntPos(1), q2 = jntPos(2), q3 = jntPos(3), q4 = jntPos(4);
+
+  Float64 t = _mdhParam[2].a * std::sin(q1);
+  t = t + std::sin(q2 + q1) * _mdhParam[3].a;
+  const Float64 u = (-q1) - q2;
+  const Float64 shoulder = std::sin(q3 + u) * _mdhParam[4].d + t;
+  const Float64 elbow = std::sin(q2);
+  const Float64 wrist = std::sin(q4);
+
+  // Strict comparisons: a magnitude of exactly 1e-6 is not singular, and a quantity that
+  // is not a number passes.
+  const Float64 singularLimit = 1e-6;
+  if (check) {
+    if (std::fabs(shoulder) < singularLimit) return 2;
+    if (std::fabs(elbow) < singularLimit) return 3;
+    if (std::fabs(wrist) < singularLimit) return 4;
+  }
+
+  // "Not greater than 0" rather than "<= 0", so that not-a-number sets its bit too.
+  if (!(shoulder > 0)) mode |= 4;
+  if (!(elbow > 0)) mode |= 2;
+  if (!(wrist > 0)) mode |= 1;
+  return 0;
+}

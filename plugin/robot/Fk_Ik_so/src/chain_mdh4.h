@@ -40,6 +40,15 @@ class Chain_MDH4 {
   Chain_MDH4(UInt32 dof, const std::vector<MDH>* pMDH4Param);
   ~Chain_MDH4();
 
+  // Configuration mode of the joint position jntPos (six joints) into `mode`, a bit field:
+  //   4  shoulder quantity a[2] sin(q1) + a[3] sin(q1 + q2) + d[4] sin(q3 - q1 - q2) <= 0,
+  //   2  elbow quantity sin(q2) <= 0,
+  //   1  wrist quantity sin(q4) <= 0
+  // (a not-a-number quantity sets its bit). With check true a configuration in which a
+  // quantity's magnitude is below 1e-6 is reported instead, as 2 (shoulder), 3 (elbow) or
+  // 4 (wrist), tested in that order, and `mode` is left at 0. Returns 0 otherwise.
+  Int32 getMode_6dof(const MathVector& jntPos, Int32& mode, Bool check);
+
   // Sine and cosine of the twist of record i, as KDL::Frame::DH_Craig1989 computes them.
   // They are taken once, at construction; a record whose twist was changed since is
   // computed afresh.

@@ -9,6 +9,11 @@
 #ifndef FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 #define FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 
+// <cassert> and <cmath> serve the solver's source file, whose constructor and entry
+// point keep their assertions at fixed lines (their reports name file and line).
+#include <cassert>
+#include <cmath>
+
 #include "ik_solver_pos.h"
 
 class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
@@ -24,12 +29,15 @@ class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   // True exactly for the configuration modes 0 ... 7.
   Bool _isValidMode(const Int32& mode);
 
-  Float64 _shoulderSingularWarn;   // length: warning band of the shoulder test (held only)
-  Float64 _shoulderSingularLimit;  // length: least distance of the wrist centre from its cylinder
-  Float64 _elbowSingularWarn;      // rad: warning band of the elbow test (no effect)
-  Float64 _elbowSingularLimit;     // rad: least distance of q2 from 0, pi and -pi
-  Float64 _wristSingularWarn;      // rad: warning band of the wrist test (no effect)
-  Float64 _wristSingularLimit;     // rad: least distance of q4 from 0, pi and -pi
+  // Singularity thresholds, fixed at construction: shoulder, elbow, wrist, in the order of
+  // the result codes 2, 3, 4. Only the limits decide anything; the warning bands are kept
+  // for callers that read them.
+  Float64 _shoulderSingularWarn = 0.02;   // length: warning band of the shoulder test
+  Float64 _shoulderSingularLimit = 0.01;  // length: least sqrt(L), wrist centre from its cylinder
+  Float64 _elbowSingularWarn = 0.03490658503988659;    // rad (2 deg): elbow warning band
+  Float64 _elbowSingularLimit = 0.017453292519943295;  // rad (1 deg): q2 from 0, pi and -pi
+  Float64 _wristSingularWarn = 0.03490658503988659;    // rad (2 deg): wrist warning band
+  Float64 _wristSingularLimit = 0.017453292519943295;  // rad (1 deg): q4 from 0, pi and -pi
 };
 
 #endif  // FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H

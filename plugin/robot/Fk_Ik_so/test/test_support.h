@@ -46,6 +46,14 @@ inline int caseCount(int defaultCount) {
   return env != nullptr ? std::atoi(env) : defaultCount;
 }
 
+// A joint position of six joints.
+inline MathVector joints(double q0, double q1, double q2, double q3, double q4, double q5) {
+  const double values[6] = {q0, q1, q2, q3, q4, q5};
+  MathVector q(6);
+  q = values;
+  return q;
+}
+
 // Six MDH records from rows of (a, alpha, d, theta).
 inline std::vector<MDH> makeRecords(const double (&rows)[6][4]) {
   std::vector<MDH> records(6);
@@ -68,6 +76,23 @@ inline std::vector<MDH> randomArm(std::mt19937_64& rng) {
     r.d = length(rng);
     r.theta = angle(rng);
   }
+  return records;
+}
+
+// An arm of the form the closed-form inverse solver is exact for: twists 0, -pi/2, 0, pi,
+// pi/2, pi/2; a[0] = a[1] = a[4] = a[5] = 0; upper arm a[2] and forearm a[3] of either sign
+// with magnitudes in [0.2, 1]; d in [-0.5, 0.5] and theta in [-pi, pi].
+inline std::vector<MDH> randomSixAxisArm(std::mt19937_64& rng) {
+  std::uniform_real_distribution<double> link(0.2, 1.0), offset(-0.5, 0.5), angle(-M_PI, M_PI);
+  std::bernoulli_distribution negative(0.5);
+  const double twists[6] = {0, -M_PI / 2, 0, M_PI, M_PI / 2, M_PI / 2};
+  std::vector<MDH> records(6);
+  for (int i = 0; i < 6; ++i) {
+    records[i].alpha = twists[i];
+    records[i].d = offset(rng);
+    records[i].theta = angle(rng);
+  }
+  for (int i : {2, 3}) records[i].a = negative(rng) ? -link(rng) : link(rng);
   return records;
 }
 
