@@ -10,14 +10,9 @@ Chain_MDH4::Chain_MDH4(UInt32 dof, const std::vector<MDH>* pMDH4Param) {
   assert(dof == 6 && pMDH4Param->size() == 6);
   _dof = dof;
   for (UInt32 i = 0; i < _dof; ++i) _mdhParam[i] = pMDH4Param->at(i);
-  for (UInt32 i = 0; i < Max_Chain_Dof; ++i) {
-    _twist[i].alpha = _mdhParam[i].alpha;
-    _twist[i].sinAlpha = std::sin(_mdhParam[i].alpha);
-    _twist[i].cosAlpha = std::cos(_mdhParam[i].alpha);
-  }
+  // The twists' sines and cosines, taken once for the forward kinematics.
+  for (UInt32 i = 0; i < Max_Chain_Dof; ++i) _twist[i] = TwistSinCos(_mdhParam[i].alpha);
 }
-
-Chain_MDH4::~Chain_MDH4() {}
 
 // The quantities are taken from the joint positions, not from the DH angles q + theta.
 // The shoulder quantity pairs q3 with d of record 4 on purpose, and its terms are summed
@@ -49,3 +44,5 @@ Int32 Chain_MDH4::getMode_6dof(const MathVector& jntPos, Int32& mode, Bool check
   if (!(wrist > 0)) mode |= 1;
   return 0;
 }
+
+Chain_MDH4::~Chain_MDH4() {}

@@ -26,6 +26,10 @@ struct MDH {
 
 // Sine and cosine of one record's twist, with the twist they were taken of.
 struct TwistSinCos {
+  TwistSinCos() : alpha(0.0), sinAlpha(0.0), cosAlpha(1.0) {}
+  explicit TwistSinCos(Float64 twist)
+      : alpha(twist), sinAlpha(std::sin(twist)), cosAlpha(std::cos(twist)) {}
+
   Float64 alpha;
   Float64 sinAlpha;
   Float64 cosAlpha;
