@@ -20,6 +20,8 @@
 #include <vector>
 
 #include "fk_solver_pos_tarvin2_6dof.h"
+#include "ik_solver_pos_tarvin2_6dof.h"
+#include "jacobian.h"
 #include "test_support.h"
 
 namespace {
@@ -47,6 +49,7 @@ struct Workload {
       : records(test_support::makeRecords(kSampleArm)),
         chain(6, &records),
         fk(&chain),
+        ik(&chain),
         kdl(test_support::kdlChain(records)) {
     kdl.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None), toolFrame(kTool)));
     std::mt19937_64 rng(8);
@@ -83,6 +86,7 @@ struct Workload {
   std::vector<MDH> records;
   Chain_MDH4 chain;
   FkSolverPos_Tarvin2_6Dof fk;
+  IkSolverPos_Tarvin2_6Dof ik;
   KDL::Chain kdl;  // the arm with the tool as a last, fixed segment
   std::vector<MathVector> jnt, ref;
   std::vector<KDL::Frame> flanges, tcps;
@@ -126,6 +130,20 @@ void fkSolverPosJacobiansDot(benchmark::State& state) {
     benchmark::DoNotOptimize(jacobian);
     benchmark::DoNotOptimize(jacobianDot);
   }
+}
+
+void ikSolverPosFlange(benchmark::State& state) {
+  Workload& w = workload();
+  MathVector q(6);
+  const Int32 mode = -1;
+  double successes = 0;
+  UInt32 k = 0;
+  for (auto _ : state) {
+    const UInt32 s = k++ & (kSamples - 1);
+    successes += w.ik.flangePosToJntPos(w.flanges[s], w.ref[s], q, mode, 0.0) == 0;
+    benchmark::DoNotOptimize(q);
+  }
+  state.counters["success"] = benchmark::Counter(successes, benchmark::Counter::kAvgIterations);
 }
 
 void kdlFkRecursive(benchmark::State& state) {
@@ -204,6 +222,7 @@ const Operation kOperations[] = {
     {"jacobianDot/FkSolverPos jntPosToJacobiansDot", fkSolverPosJacobiansDot,
      "jacobianDot/KDL ChainJntToJacDotSolver"},
     {"jacobianDot/KDL ChainJntToJacDotSolver", kdlJacobianDot, ""},
+    {"ik/IkSolverPos flangePosToJntPos", ikSolverPosFlange, "ik/KDL NR_JL"},
     {"ik/KDL NR_JL", kdlIkNrJl, ""},
 };
 
