@@ -22,13 +22,21 @@ Int32 Chain_MDH4::getMode_6dof(const MathVector& jntPos, Int32& mode, Bool check
   mode = 0;
   const Float64 q1 = jntPos(1), q2 = jntPos(2), q3 = jntPos(3), q4 = jntPos(4);
 
-  Float64 t = _mdhParam[2].a * std::sin(q1);
-  t = t + std::sin(q2 + q1) * _mdhParam[3].a;
   const Float64 u = (-q1) - q2;
-  const Float64 shoulder = std::sin(q3 + u) * _mdhParam[4].d + t;
-  const Float64 elbow = std::sin(q2);
-  const Float64 wrist = std::sin(q4);
+  const Float64 shoulder = _shoulderQuantity(std::sin(q1), std::sin(q2 + q1), std::sin(q3 + u));
+  return _modeOfQuantities(shoulder, std::sin(q2), std::sin(q4), mode, check);
+}
 
+Float64 Chain_MDH4::_shoulderQuantity(Float64 sinQ1, Float64 sinQ2PlusQ1,
+                                      Float64 sinQ3MinusQ1MinusQ2) const {
+  Float64 t = _mdhParam[2].a * sinQ1;
+  t = t + sinQ2PlusQ1 * _mdhParam[3].a;
+  return sinQ3MinusQ1MinusQ2 * _mdhParam[4].d + t;
+}
+
+Int32 Chain_MDH4::_modeOfQuantities(Float64 shoulder, Float64 elbow, Float64 wrist, Int32& mode,
+                                    Bool check) {
+  mode = 0;
   // Strict comparisons: a magnitude of exactly 1e-6 is not singular, and a quantity that
   // is not a number passes.
   const Float64 singularLimit = 1e-6;

@@ -52,6 +52,12 @@ class Chain_MDH4 {
   // quantity's magnitude is below 1e-6 is reported instead, as 2 (shoulder), 3 (elbow) or
   // 4 (wrist), tested in that order, and `mode` is left at 0. Returns 0 otherwise.
   Int32 getMode_6dof(const MathVector& jntPos, Int32& mode, Bool check);
+  // getMode_6dof in two halves, for the inverse solver, which has some of the sines at hand:
+  // the shoulder quantity from the sines of q1, q2 + q1 and q3 - q1 - q2, summed in the same
+  // order, and the code and mode bits of the three quantities.
+  Float64 _shoulderQuantity(Float64 sinQ1, Float64 sinQ2PlusQ1, Float64 sinQ3MinusQ1MinusQ2) const;
+  static Int32 _modeOfQuantities(Float64 shoulder, Float64 elbow, Float64 wrist, Int32& mode,
+                                 Bool check);
 
   // Sine and cosine of the twist of record i, as KDL::Frame::DH_Craig1989 computes them.
   // They are taken once, at construction; a record whose twist was changed since is

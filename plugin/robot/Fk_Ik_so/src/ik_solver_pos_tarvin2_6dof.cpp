@@ -88,42 +88,55 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
   // result[m] holds the candidate of configuration mode m; bit m of `found` says it does.
   Float64 result[8][6];
   UInt32 found = 0;
-  MathVector q(6);
   const Float64 sigma = sign(a3);
-  for (int k = 0; k < 8; ++k) {
-    const int i = k >> 2, w = k >> 1;
+  for (int w = 0; w < 4; ++w) {
+    const int i = w >> 1;
 
     // 12. Joints 1, 2 and 3: the planar problem of the upper arm a[2] and forearm a[3],
     //     whose end (X, Y) is the wrist centre less the d[4] offset, in the arm's plane.
+    //     Candidates 2w and 2w + 1 differ only in the sign of sqrt(D): X, Y, A, B, K, D,
+    //     atan2(A, B), w1, w2 and their arc tangent are computed once for both.
     const Float64 X = c0[i] * (px - d5 * ax) + s0[i] * (py - d5 * ay) -
                       d4 * (s5[w] * (c0[i] * nx + s0[i] * ny) + c5[w] * (c0[i] * ox + s0[i] * oy));
     const Float64 Y = (d0 - pz) + d5 * az + d4 * (c5[w] * oz + s5[w] * nz);
     const Float64 A = 2 * a2 * X, B = 2 * a2 * Y;
     const Float64 K = (X * X + Y * Y) + a2 * a2 - a3 * a3;
     const Float64 D = 4 * a2 * a2 * (X * X + Y * Y) - K * K;
-    // Out of the two links' reach: this candidate has no solution and no mode. A
+    // Out of the two links' reach: both candidates have no solution and no mode. A
     // not-a-number D is not below 0 and is solved on.
     if (D < 0) continue;
-    const Float64 rootD = k % 2 == 0 ? std::sqrt(D) : -std::sqrt(D);
-    const Float64 theta1 = std::atan2(K, rootD) - std::atan2(A, B);
-    const Float64 s1 = std::sin(theta1), c1 = std::cos(theta1);
-    const Float64 theta2 = std::atan2((Y - a2 * s1) * sigma, (X - a2 * c1) * sigma) - theta1;
+    const Float64 rootD = std::sqrt(D);
+    const Float64 atanAB = std::atan2(A, B);
     const Float64 w1 = s4[w] * az + c4[w] * (c5[w] * nz - s5[w] * oz);
     const Float64 w2 = -c5[w] * oz - s5[w] * nz;
-    const Float64 theta3 = theta2 + (theta1 + std::atan2(w1, w2));
+    const Float64 atanW = std::atan2(w1, w2);
 
-    // 13. Joint positions and their configuration mode.
-    const Float64 theta[6] = {theta0[i], theta1, theta2, theta3, theta4[w], theta5[w]};
-    for (UInt32 j = 0; j < 6; ++j) q(j) = theta[j] - mdh[j].theta;
-    Int32 m = 0;
-    const Int32 code = _chainMDH4->getMode_6dof(q, m, true);
-    // Deliberate: a single singular candidate ends the whole call with its code, even when
-    // it is not in the requested mode, and no later candidate is tried.
-    if (code != 0) return code;
-    // Deliberate: a later candidate of the same mode overwrites an earlier one, so the
-    // answer need not be the joint position that produced the pose.
-    for (UInt32 j = 0; j < 6; ++j) result[m][j] = q(j);
-    found |= 1u << m;
+    // 13. Joint positions and their configuration mode, as getMode_6dof computes it; a
+    //     sine already at hand (the joint's theta offset is zero) is not taken again.
+    const Float64 q0 = theta0[i] - mdh[0].theta;
+    const Float64 q4 = theta4[w] - mdh[4].theta;
+    const Float64 q5 = theta5[w] - mdh[5].theta;
+    const Float64 wrist = q4 == theta4[w] ? s4[w] : std::sin(q4);
+    for (int k = 2 * w; k < 2 * w + 2; ++k) {
+      const Float64 theta1 = std::atan2(K, k % 2 == 0 ? rootD : -rootD) - atanAB;
+      const Float64 s1 = std::sin(theta1), c1 = std::cos(theta1);
+      const Float64 theta2 = std::atan2((Y - a2 * s1) * sigma, (X - a2 * c1) * sigma) - theta1;
+      const Float64 theta3 = theta2 + (theta1 + atanW);
+      const Float64 q[6] = {
+          q0, theta1 - mdh[1].theta, theta2 - mdh[2].theta, theta3 - mdh[3].theta, q4, q5};
+      const Float64 u = (-q[1]) - q[2];
+      const Float64 shoulder = _chainMDH4->_shoulderQuantity(
+          q[1] == theta1 ? s1 : std::sin(q[1]), std::sin(q[2] + q[1]), std::sin(q[3] + u));
+      Int32 m = 0;
+      const Int32 code = Chain_MDH4::_modeOfQuantities(shoulder, std::sin(q[2]), wrist, m, true);
+      // Deliberate: a single singular candidate ends the whole call with its code, even when
+      // it is not in the requested mode, and no later candidate is tried.
+      if (code != 0) return code;
+      // Deliberate: a later candidate of the same mode overwrites an earlier one, so the
+      // answer need not be the joint position that produced the pose.
+      for (UInt32 j = 0; j < 6; ++j) result[m][j] = q[j];
+      found |= 1u << m;
+    }
   }
 
   // 14. No candidate in the requested mode (nor, then, when none was solvable at all).
