@@ -18,9 +18,17 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
   // 3.-4. Target mode. -1 asks for the reference's own configuration; a singular reference
   //       has none, and its code (2, 3 or 4) ends the call. With an explicit mode the
   //       reference only sets the turns and may itself be singular.
+  //       The reference's mode is getMode_6dof's, its five sines taken in two vector calls.
   Int32 targetMode = -1;
   if (mode == -1) {
-    const Int32 code = _chainMDH4->getMode_6dof(jntPosRef, targetMode, true);
+    const Float64 r1 = jntPosRef(1), r2 = jntPosRef(2), r3 = jntPosRef(3), r4 = jntPosRef(4);
+    const Float64 x[8] = {r1, r2 + r1, r3 + ((-r1) - r2), r2, r4, 0.0, 0.0, 0.0};
+    Float64 sines[8];
+    sin4(x, sines);
+    sin4(x + 4, sines + 4);
+    const Float64 shoulder = _chainMDH4->_shoulderQuantity(sines[0], sines[1], sines[2]);
+    const Int32 code =
+        Chain_MDH4::_modeOfQuantities(shoulder, sines[3], sines[4], targetMode, true);
     if (code != 0) return code;
   } else {
     targetMode = mode;
