@@ -1,61 +1,20 @@
-// The computing calls allocate nothing: this program replaces the global operator new
-// with one that counts, and runs each call between two readings of the count.
-#include <atomic>
-#include <cstdlib>
-#include <new>
+// The forward kinematics' computing calls allocate nothing: each runs between two readings
+// of the count of allocations (allocation_counter.h).
 #include <random>
 
+#include "allocation_counter.h"
 #include "fk_solver_pos_tarvin2_6dof.h"
 #include "jacobian.h"
 #include "test_support.h"
 
 namespace {
 
-std::atomic<long> allocations{0};
-
-void* countedAllocation(std::size_t size) {
-  ++allocations;
-  if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return countedAllocation(size);
-}
-void* operator new[](std::size_t size) {
-  return countedAllocation(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  ++allocations;
-  return std::malloc(size == 0 ? 1 : size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  ++allocations;
-  return std::malloc(size == 0 ? 1 : size);
-}
-void operator delete(void* p) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p, std::size_t) noexcept {
-  std::free(p);
-}
-
-namespace {
-
 // Allocations made while f runs.
 template <typename F>
 long allocationsOf(F f) {
-  const long before = allocations.load();
+  const long before = allocationCount.load();
   f();
-  return allocations.load() - before;
+  return allocationCount.load() - before;
 }
 
 class NoAllocation : public ::testing::Test {
