@@ -9,24 +9,11 @@
 #include "test_support.h"
 
 using test_support::assertionReport;
+using test_support::randomTool;
+using test_support::randomVector;
+using test_support::toolFrame;
 
 namespace {
-
-MathVector randomVector(std::mt19937_64& rng, double range) {
-  std::uniform_real_distribution<double> value(-range, range);
-  MathVector v(6);
-  for (UInt32 i = 0; i < 6; ++i) v(i) = value(rng);
-  return v;
-}
-
-Tool randomTool(std::mt19937_64& rng) {
-  std::uniform_real_distribution<double> length(-0.5, 0.5), angle(-M_PI, M_PI);
-  return Tool{length(rng), length(rng), length(rng), angle(rng), angle(rng), angle(rng)};
-}
-
-KDL::Frame toolFrame(const Tool& t) {
-  return KDL::Frame(KDL::Rotation::RPY(t.rx, t.ry, t.rz), KDL::Vector(t.x, t.y, t.z));
-}
 
 // One random arm with the library's solver and the same arm as a KDL::Chain.
 struct Arm {

@@ -19,13 +19,6 @@ const char* const kAllSegments =
     "Void FkSolverPos::jntPosToFlangePos(const MathVector&, KDL::Frame*)";
 const char* const kSizeCondition = "_chainMDH4->_dof == jntPos.size()";
 
-MathVector randomJoints(std::mt19937_64& rng, double range) {
-  std::uniform_real_distribution<double> angle(-range, range);
-  MathVector q(6);
-  for (UInt32 i = 0; i < 6; ++i) q(i) = angle(rng);
-  return q;
-}
-
 // Random arms and joint positions, joints beyond +-pi included: every overload agrees
 // with KDL::ChainFkSolverPos_recursive on the same arm built as a KDL::Chain.
 TEST(FkSolverPos, AgreesWithKdlOnRandomArms) {
@@ -42,7 +35,7 @@ TEST(FkSolverPos, AgreesWithKdlOnRandomArms) {
     KDL::ChainFkSolverPos_recursive kdlSolver(kdl), kdlSplitSolver(kdlSplit);
 
     for (int k = 0; k < positionsPerArm; ++k) {
-      const MathVector q = randomJoints(rng, 2 * M_PI);
+      const MathVector q = test_support::randomVector(rng, 2 * M_PI);
       KDL::JntArray kq(6);
       for (unsigned i = 0; i < 6; ++i) kq(i) = q(i);
 
@@ -136,7 +129,7 @@ TEST(FkSolverPos, SegmentIdsAboveTheChainPassTheIdTest) {
   const std::vector<MDH> records = test_support::randomArm(rng);
   Chain_MDH4 chain(6, &records);
   FkSolverPos_Tarvin2_6Dof solver(&chain);
-  const MathVector q = randomJoints(rng, M_PI);
+  const MathVector q = test_support::randomVector(rng, M_PI);
   KDL::Frame whole, six, first, segments[Max_Chain_Dof];
   solver.jntPosToFlangePos(q, whole);
   solver.jntPosToFlangePos(q, 6, six);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "chain_mdh4.h"
+#include "fk_solver_pos.h"
 
 namespace test_support {
 
@@ -52,6 +53,25 @@ inline MathVector joints(double q0, double q1, double q2, double q3, double q4, 
   MathVector q(6);
   q = values;
   return q;
+}
+
+// Six values in [-range, range]: joint positions or velocities.
+inline MathVector randomVector(std::mt19937_64& rng, double range) {
+  std::uniform_real_distribution<double> value(-range, range);
+  MathVector v(6);
+  for (UInt32 i = 0; i < 6; ++i) v(i) = value(rng);
+  return v;
+}
+
+// A tool with its offset in [-0.5, 0.5] along each axis and any orientation.
+inline Tool randomTool(std::mt19937_64& rng) {
+  std::uniform_real_distribution<double> length(-0.5, 0.5), angle(-M_PI, M_PI);
+  return Tool{length(rng), length(rng), length(rng), angle(rng), angle(rng), angle(rng)};
+}
+
+// The TCP frame relative to the flange, built here rather than by the library.
+inline KDL::Frame toolFrame(const Tool& t) {
+  return KDL::Frame(KDL::Rotation::RPY(t.rx, t.ry, t.rz), KDL::Vector(t.x, t.y, t.z));
 }
 
 // Six MDH records from rows of (a, alpha, d, theta).

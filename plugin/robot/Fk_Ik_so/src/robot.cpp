@@ -1,0 +1,67 @@
+#include "robot.h"
+
+#include <cassert>
+
+namespace {
+
+// The TCP frame relative to the flange.
+KDL::Frame toolFrame(const Tool& tool) {
+  return KDL::Frame(KDL::Rotation::RPY(tool.rx, tool.ry, tool.rz),
+                    KDL::Vector(tool.x, tool.y, tool.z));
+}
+
+}  // namespace
+
+// Each pointer is stored as soon as its object exists. When an allocation throws, the
+// parts built before it are not released: the exception leaves the constructor as is.
+Robot::Robot(const std::vector<MDH>& mdh)
+    : _chainMDH4(nullptr), _fkSolverPos(nullptr), _ikSolverPos(nullptr) {
+  _chainMDH4 = new Chain_MDH4(6, &mdh);
+  _fkSolverPos = new FkSolverPos_Tarvin2_6Dof(_chainMDH4);
+  _ikSolverPos = new IkSolverPos_Tarvin2_6Dof(_chainMDH4);
+}
+
+// The inverse solver's destructor is not virtual: it is deleted through its concrete
+// type, which is exactly the object that was built, so the warning about deleting a
+// polymorphic object through a non-virtual destructor does not apply.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdelete-non-virtual-dtor"
+Robot::~Robot() {
+  if (_fkSolverPos != nullptr) delete _fkSolverPos;
+  if (_ikSolverPos != nullptr) delete _ikSolverPos;
+  if (_chainMDH4 != nullptr) delete _chainMDH4;
+}
+#pragma GCC diagnostic pop
+
+Void Robot::jntPosToTcpPos(const MathVector& jntPosIn, const Tool& tool, MathVector& tcpPosOut) {
+  assert(_chainMDH4->_dof == jntPosIn.size());
+  KDL::Frame flange;
+  _fkSolverPos->jntPosToFlangePos(jntPosIn, flange);
+  kdlFrameToVector(flange * toolFrame(tool), tcpPosOut);
+}
+
+Int32 Robot::tcpPosToJntPos(const MathVector& tcpPosIn, const Tool& tool,
+                            const MathVector& jntPosRef, MathVector& jntPosOut) {
+  assert(tcpPosIn.size() == 6);
+  assert(_chainMDH4->_dof == jntPosRef.size());
+  KDL::Frame tcp;
+  vectorToKdlFrame(tcpPosIn, tcp);
+  const KDL::Frame flange = tcp * toolFrame(tool).Inverse();
+  // Mode -1: keep the configuration of the reference. The solver never reads the last
+  // argument. The call is virtual.
+  return _ikSolverPos->flangePosToJntPos(flange, jntPosRef, jntPosOut, -1, 0.0);
+}
+
+Void Robot::kdlFrameToVector(const KDL::Frame& frame, MathVector& vecOut) {
+  if (vecOut.size() != 6) vecOut.resize(6);
+  vecOut(0) = frame.p.x();
+  vecOut(1) = frame.p.y();
+  vecOut(2) = frame.p.z();
+  frame.M.GetRPY(vecOut(3), vecOut(4), vecOut(5));
+}
+
+Void Robot::vectorToKdlFrame(const MathVector& vecIn, KDL::Frame& frame) {
+  assert(vecIn.size() == 6);
+  frame.p = KDL::Vector(vecIn(0), vecIn(1), vecIn(2));
+  frame.M = KDL::Rotation::RPY(vecIn(3), vecIn(4), vecIn(5));
+}

@@ -1,0 +1,141 @@
+#!/bin/sh
+# fkik from the command line. Every bad input gets one line on stderr, starting "fkik: "
+# and naming what was wrong, nothing on stdout and a non-zero exit status (2 bad input,
+# 1 library). On the built library: fk's pose fed to ik gives joints that reach it, --deg
+# and --arm agree with the defaults, a pose out of reach reports its code, and the demo
+# solves every case.
+# Usage: test_fkik.sh PATH_TO_FKIK
+set -u
+fkik=$1
+dir=$(mktemp -d)
+trap 'rm -rf "$dir"' EXIT
+failures=0
+
+failed() {
+  echo "FAILED: $*"
+  failures=$((failures + 1))
+}
+
+# Largest absolute difference between two lists of numbers.
+difference() {
+  echo "$1 | $2" | awk -F'|' '{
+    n = split($1, a, " "); split($2, b, " "); d = 0
+    for (i = 1; i <= n; ++i) { e = a[i] - b[i]; if (e < 0) e = -e; if (e > d) d = e }
+    print d }'
+}
+
+# within LIMIT VALUE: VALUE <= LIMIT.
+within() { awk -v l="$1" -v v="$2" 'BEGIN { exit !(v <= l) }'; }
+
+# expect STATUS MESSAGE_PART ARGS...
+expect() {
+  status=$1 part=$2
+  shift 2
+  "$fkik" "$@" >"$dir/out" 2>"$dir/err"
+  got=$?
+  lines=$(wc -l <"$dir/err")
+  if [ "$got" -ne "$status" ] || [ "$lines" -ne 1 ] || [ -s "$dir/out" ] ||
+    ! grep -q "^fkik: " "$dir/err" || ! grep -qF -- "$part" "$dir/err"; then
+    failed "fkik $*: expected status $status and one line with: $part;" \
+      "got status $got, stdout $(wc -c <"$dir/out") bytes, stderr: $(cat "$dir/err")"
+  fi
+}
+
+zeros="0 0 0 0 0 0"
+
+# Commands and options.
+expect 2 "no command given" --deg
+expect 2 "unknown command 'fx'" fx $zeros
+expect 2 "unknown command '1'" 1 2 3 4 5 6
+expect 2 "unknown option '--tol'" fk $zeros --tol $zeros
+expect 2 "--arm needs a file name" demo --arm
+expect 2 "--lib needs a file name" demo --lib
+expect 2 "ik needs --ref" ik $zeros
+expect 2 "--ref belongs to ik only" fk $zeros --ref $zeros
+
+# Wrong counts of numbers.
+expect 2 "fk takes 6 joint positions, got 5" fk 0 0 0 0 0
+expect 2 "fk takes 6 joint positions, got 7" fk 0 0 0 0 0 0 0
+expect 2 "ik takes 6 pose values (X Y Z ROLL PITCH YAW), got 3" ik 0.5 0 0.2 --ref $zeros
+expect 2 "demo takes 0 numbers, got 1" demo 5
+expect 2 "--tool takes 6 numbers, got 3" fk $zeros --tool 0 0 0.1
+expect 2 "--tool takes 6 numbers, got 2" fk $zeros --tool 0 0 --deg
+expect 2 "--ref takes 6 numbers, got 0" ik $zeros --ref
+
+# Words where numbers belong, and numbers that are not finite.
+expect 2 "'abc' is not a number (Q3)" fk 0 0 abc 0 0 0
+expect 2 "'1.5x' is not a number (PITCH)" ik 0.5 0 0.2 0 1.5x 0 --ref $zeros
+expect 2 "'z' is not a number (--tool RX)" fk $zeros --tool 0 0 0 z 0 0
+expect 2 "'' is not a number (--ref Q6)" ik $zeros --ref 0 0 0 0 0 ""
+expect 2 "'nan' is not a finite number (Q1)" fk nan 0 0 0 0 0
+expect 2 "'1e999' is not a finite number (X)" ik 1e999 0 0 0 0 0 --ref $zeros
+
+# Arm files: unreadable, short, malformed.
+expect 2 "cannot read arm file '$dir/none': No such file or directory" --arm "$dir/none" demo
+expect 2 "cannot read arm file '$dir': Is a directory" --arm "$dir" demo
+printf '# a alpha d theta\n0 0 0.1625 0\n0 -1.5707963 0 0\n\n0.425 0 0 0\n' >"$dir/short"
+expect 2 "arm file '$dir/short' has 3 joint rows, expected 6" --arm "$dir/short" demo
+: >"$dir/empty"
+expect 2 "arm file '$dir/empty' has 0 joint rows, expected 6" --arm "$dir/empty" demo
+printf '0 0 0.1625 0\n0 -1.57 0\n' >"$dir/row"
+expect 2 "arm file '$dir/row' line 2: expected 4 values (a alpha d theta), got 3" --arm "$dir/row" demo
+printf '0 0 0.1625 0\n0 -1.57 0 0\n0.425 0 zero 0\n' >"$dir/word"
+expect 2 "'zero' is not a number (arm file '$dir/word' line 3)" --arm "$dir/word" demo
+for i in 1 2 3 4 5 6 7; do echo "0 0 0 0"; done >"$dir/long"
+expect 2 "arm file '$dir/long' line 7: more than 6 joint rows" --arm "$dir/long" demo
+
+# A missing library, and one without the library's functions.
+expect 1 "cannot load library: $dir/libnone.so: cannot open shared object file" \
+  --lib "$dir/libnone.so" fk $zeros
+expect 1 "has no function 'init'" --lib libm.so.6 fk $zeros
+
+# End to end.
+q="0.5 -0.8 1.2 0.7 -0.9 1.0"
+tool="0.01 -0.02 0.15 0.1 -0.2 0.3"
+pose=$("$fkik" fk $q --tool $tool | awk '$1 == "tcp" { $1 = ""; print }')
+[ -n "$pose" ] || failed "fk printed no tcp line"
+
+out=$("$fkik" ik $pose --ref $q --tool $tool)
+[ $? -eq 0 ] || failed "ik of fk's pose: exit status not 0"
+echo "$out" | grep -q "^result 0: solved$" || failed "ik of fk's pose: $out"
+back=$(echo "$out" | awk '$1 == "joints" { $1 = ""; print }')
+again=$("$fkik" fk $back --tool $tool | awk '$1 == "tcp" { $1 = ""; print }')
+within 1e-7 "$(difference "$again" "$pose")" || failed "ik gave $back, which reaches $again"
+
+# The same call in degrees: the same pose, angles scaled.
+degrees='{ for (i = 1; i <= NF; ++i) $i = sprintf("%.12f", i > first ? $i * 45 / atan2(1, 1) : $i); print }'
+posedeg=$("$fkik" --deg fk $(echo "$q" | awk -v first=0 "$degrees") \
+  --tool $(echo "$tool" | awk -v first=3 "$degrees") | awk '$1 == "tcp" { $1 = ""; print }')
+expected=$(echo "$pose" | awk -v first=3 "$degrees")
+within 1e-6 "$(difference "$posedeg" "$expected")" || failed "--deg fk gave $posedeg, expected $expected"
+
+# The built-in arm written to a file, with a comment and commas.
+cat >"$dir/arm" <<'ARM'
+# a, alpha, d, theta
+0, 0, 0.1625, 0
+0, -1.5707963267948966, 0, 0
+0.425, 0, 0, 0
+0.3922, 3.141592653589793, 0.1333, 0   # forearm
+0, 1.5707963267948966, 0.0997, 0
+0, 1.5707963267948966, 0.0996, 0
+ARM
+filepose=$("$fkik" --arm "$dir/arm" fk $q --tool $tool | awk '$1 == "tcp" { $1 = ""; print }')
+[ "$filepose" = "$pose" ] || failed "--arm with the built-in arm gave $filepose, not $pose"
+
+out=$("$fkik" ik 2 0.5 0.3 0 0 0 --ref $q)
+[ $? -eq 3 ] || failed "ik out of reach: exit status not 3"
+echo "$out" | grep -q "^result 7: no solution" || failed "ik out of reach: $out"
+
+out=$("$fkik" demo)
+[ $? -eq 0 ] || failed "demo: exit status not 0"
+[ "$(echo "$out" | grep -c "^result 0 (solved)")" -eq 6 ] || failed "demo: not every case solved"
+echo "$out" | grep -q "tcpPosToJntPos (inverse)" || failed "demo: no timing"
+
+# No library beside the program (a copy of it elsewhere).
+cp "$fkik" "$dir/fkik"
+fkik="$dir/fkik"
+expect 1 "cannot load library: $dir/libFk_Ik_so.so: cannot open shared object file" demo
+
+[ "$failures" -eq 0 ] && echo "fkik answers as it should" && exit 0
+echo "$failures failed"
+exit 1
