@@ -37,10 +37,6 @@ const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},      {0, -Pi / 2, 0, 0},
                                  {0, Pi / 2, 0.0997, 0}, {0, Pi / 2, 0.0996, 0}};
 const Tool kTool = {0.01, -0.02, 0.15, 0.1, -0.2, 0.3};
 
-KDL::Frame toolFrame(const Tool& t) {
-  return KDL::Frame(KDL::Rotation::RPY(t.rx, t.ry, t.rz), KDL::Vector(t.x, t.y, t.z));
-}
-
 // Everything the timed loops read, built once: the arm in both forms, joint positions
 // away from the singular configurations, references 0.1 rad away from them, and the
 // TCP poses they reach.
@@ -51,7 +47,7 @@ struct Workload {
         fk(&chain),
         ik(&chain),
         kdl(test_support::kdlChain(records)) {
-    kdl.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None), toolFrame(kTool)));
+    kdl.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None), test_support::toolFrame(kTool)));
     std::mt19937_64 rng(8);
     std::uniform_real_distribution<double> angle(-Pi, Pi);
     std::bernoulli_distribution up;
@@ -65,7 +61,7 @@ struct Workload {
       if (std::abs(std::sin(q(2))) < 0.1 || std::abs(std::sin(q(4))) < 0.1) continue;
       KDL::Frame flange;
       fk.jntPosToFlangePos(q, flange);
-      const KDL::Frame tcp = flange * toolFrame(kTool);
+      const KDL::Frame tcp = flange * test_support::toolFrame(kTool);
       std::array<double, 6> pose = {tcp.p.x(), tcp.p.y(), tcp.p.z(), 0, 0, 0};
       tcp.M.GetRPY(pose[3], pose[4], pose[5]);
       jnt.push_back(q);

@@ -76,7 +76,7 @@ TEST(FkSolverPos, FramesAreBitForBitKdlDhCraigProducts) {
     if (arm % 2 == 1) chain._mdhParam[arm % 6].alpha += 0.25;
     FkSolverPos_Tarvin2_6Dof solver(&chain);
     for (int k = 0; k < 10; ++k) {
-      const MathVector q = randomJoints(rng, 4 * M_PI);
+      const MathVector q = test_support::randomVector(rng, 4 * M_PI);
       KDL::Frame flange, segments[Max_Chain_Dof];
       solver.jntPosToFlangePos(q, flange);
       solver.jntPosToFlangePos(q, segments);
