@@ -19,9 +19,11 @@
 #include <string>
 #include <vector>
 
+#include "fk_ik_so.h"
 #include "fk_solver_pos_tarvin2_6dof.h"
 #include "ik_solver_pos_tarvin2_6dof.h"
 #include "jacobian.h"
+#include "robot.h"
 #include "test_support.h"
 
 namespace {
@@ -46,7 +48,9 @@ struct Workload {
         chain(6, &records),
         fk(&chain),
         ik(&chain),
-        kdl(test_support::kdlChain(records)) {
+        kdl(test_support::kdlChain(records)),
+        robot(records) {
+    init(kSampleArm);
     kdl.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None), test_support::toolFrame(kTool)));
     std::mt19937_64 rng(8);
     std::uniform_real_distribution<double> angle(-Pi, Pi);
@@ -66,6 +70,11 @@ struct Workload {
       tcp.M.GetRPY(pose[3], pose[4], pose[5]);
       jnt.push_back(q);
       ref.push_back(r);
+      MathVector poseVector(6);
+      poseVector = pose.data();
+      poseVectors.push_back(poseVector);
+      jntArrays.push_back({q(0), q(1), q(2), q(3), q(4), q(5)});
+      refArrays.push_back({r(0), r(1), r(2), r(3), r(4), r(5)});
       flanges.push_back(flange);
       tcps.push_back(tcp);
       poses.push_back(pose);
@@ -86,13 +95,63 @@ struct Workload {
   KDL::Chain kdl;  // the arm with the tool as a last, fixed segment
   std::vector<MathVector> jnt, ref;
   std::vector<KDL::Frame> flanges, tcps;
-  std::vector<std::array<double, 6>> poses;
+  std::vector<std::array<double, 6>> poses, jntArrays, refArrays;
+  std::vector<MathVector> poseVectors;
+  Robot robot;
   std::vector<KDL::JntArray> kdlJnt, kdlSeed;
 };
 
 Workload& workload() {
   static Workload w;
   return w;
+}
+
+const Float64 kToolArray[6] = {kTool.x, kTool.y, kTool.z, kTool.rx, kTool.ry, kTool.rz};
+
+void cFunctionFk(benchmark::State& state) {
+  Workload& w = workload();
+  Float64 tcp[6];
+  UInt32 k = 0;
+  for (auto _ : state) {
+    jntPosToTcpPos(w.jntArrays[k++ & (kSamples - 1)].data(), kToolArray, tcp);
+    benchmark::DoNotOptimize(tcp);
+  }
+}
+
+void robotFk(benchmark::State& state) {
+  Workload& w = workload();
+  MathVector tcp(6);
+  UInt32 k = 0;
+  for (auto _ : state) {
+    w.robot.jntPosToTcpPos(w.jnt[k++ & (kSamples - 1)], kTool, tcp);
+    benchmark::DoNotOptimize(tcp);
+  }
+}
+
+void cFunctionIk(benchmark::State& state) {
+  Workload& w = workload();
+  Float64 q[6];
+  double successes = 0;
+  UInt32 k = 0;
+  for (auto _ : state) {
+    const UInt32 s = k++ & (kSamples - 1);
+    successes += tcpPosToJntPos(w.poses[s].data(), kToolArray, w.refArrays[s].data(), q) == 0;
+    benchmark::DoNotOptimize(q);
+  }
+  state.counters["success"] = benchmark::Counter(successes, benchmark::Counter::kAvgIterations);
+}
+
+void robotIk(benchmark::State& state) {
+  Workload& w = workload();
+  MathVector q(6);
+  double successes = 0;
+  UInt32 k = 0;
+  for (auto _ : state) {
+    const UInt32 s = k++ & (kSamples - 1);
+    successes += w.robot.tcpPosToJntPos(w.poseVectors[s], kTool, w.ref[s], q) == 0;
+    benchmark::DoNotOptimize(q);
+  }
+  state.counters["success"] = benchmark::Counter(successes, benchmark::Counter::kAvgIterations);
 }
 
 void fkSolverPosFlange(benchmark::State& state) {
@@ -210,6 +269,8 @@ struct Operation {
 };
 
 const Operation kOperations[] = {
+    {"fk/C jntPosToTcpPos", cFunctionFk, "fk/KDL recursive+GetRPY"},
+    {"fk/Robot jntPosToTcpPos", robotFk, "fk/KDL recursive+GetRPY"},
     {"fk/FkSolverPos flange", fkSolverPosFlange, "fk/KDL recursive+GetRPY"},
     {"fk/KDL recursive+GetRPY", kdlFkRecursive, ""},
     {"jacobian/FkSolverPos jntPosToJacobians", fkSolverPosJacobians,
@@ -218,6 +279,8 @@ const Operation kOperations[] = {
     {"jacobianDot/FkSolverPos jntPosToJacobiansDot", fkSolverPosJacobiansDot,
      "jacobianDot/KDL ChainJntToJacDotSolver"},
     {"jacobianDot/KDL ChainJntToJacDotSolver", kdlJacobianDot, ""},
+    {"ik/C tcpPosToJntPos", cFunctionIk, "ik/KDL NR_JL"},
+    {"ik/Robot tcpPosToJntPos", robotIk, "ik/KDL NR_JL"},
     {"ik/IkSolverPos flangePosToJntPos", ikSolverPosFlange, "ik/KDL NR_JL"},
     {"ik/KDL NR_JL", kdlIkNrJl, ""},
 };
