@@ -27,30 +27,4 @@ Int32 Chain_MDH4::getMode_6dof(const MathVector& jntPos, Int32& mode, Bool check
   return _modeOfQuantities(shoulder, std::sin(q2), std::sin(q4), mode, check);
 }
 
-Float64 Chain_MDH4::_shoulderQuantity(Float64 sinQ1, Float64 sinQ2PlusQ1,
-                                      Float64 sinQ3MinusQ1MinusQ2) const {
-  Float64 t = _mdhParam[2].a * sinQ1;
-  t = t + sinQ2PlusQ1 * _mdhParam[3].a;
-  return sinQ3MinusQ1MinusQ2 * _mdhParam[4].d + t;
-}
-
-Int32 Chain_MDH4::_modeOfQuantities(Float64 shoulder, Float64 elbow, Float64 wrist, Int32& mode,
-                                    Bool check) {
-  mode = 0;
-  // Strict comparisons: a magnitude of exactly 1e-6 is not singular, and a quantity that
-  // is not a number passes.
-  const Float64 singularLimit = 1e-6;
-  if (check) {
-    if (std::fabs(shoulder) < singularLimit) return 2;
-    if (std::fabs(elbow) < singularLimit) return 3;
-    if (std::fabs(wrist) < singularLimit) return 4;
-  }
-
-  // "Not greater than 0" rather than "<= 0", so that not-a-number sets its bit too.
-  if (!(shoulder > 0)) mode |= 4;
-  if (!(elbow > 0)) mode |= 2;
-  if (!(wrist > 0)) mode |= 1;
-  return 0;
-}
-
 Chain_MDH4::~Chain_MDH4() {}

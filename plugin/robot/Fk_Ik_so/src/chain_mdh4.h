@@ -55,9 +55,28 @@ class Chain_MDH4 {
   // getMode_6dof in two halves, for the inverse solver, which has some of the sines at hand:
   // the shoulder quantity from the sines of q1, q2 + q1 and q3 - q1 - q2, summed in the same
   // order, and the code and mode bits of the three quantities.
-  Float64 _shoulderQuantity(Float64 sinQ1, Float64 sinQ2PlusQ1, Float64 sinQ3MinusQ1MinusQ2) const;
+  Float64 _shoulderQuantity(Float64 sinQ1, Float64 sinQ2PlusQ1, Float64 sinQ3MinusQ1MinusQ2) const {
+    Float64 t = _mdhParam[2].a * sinQ1;
+    t = t + sinQ2PlusQ1 * _mdhParam[3].a;
+    return sinQ3MinusQ1MinusQ2 * _mdhParam[4].d + t;
+  }
   static Int32 _modeOfQuantities(Float64 shoulder, Float64 elbow, Float64 wrist, Int32& mode,
-                                 Bool check);
+                                 Bool check) {
+    mode = 0;
+    // Strict comparisons: a magnitude of exactly 1e-6 is not singular, and a quantity that
+    // is not a number passes.
+    const Float64 singularLimit = 1e-6;
+    if (check) {
+      if (std::fabs(shoulder) < singularLimit) return 2;
+      if (std::fabs(elbow) < singularLimit) return 3;
+      if (std::fabs(wrist) < singularLimit) return 4;
+    }
+    // "Not greater than 0" rather than "<= 0", so that not-a-number sets its bit too.
+    if (!(shoulder > 0)) mode |= 4;
+    if (!(elbow > 0)) mode |= 2;
+    if (!(wrist > 0)) mode |= 1;
+    return 0;
+  }
 
   // Sine and cosine of the twist of record i, as KDL::Frame::DH_Craig1989 computes them.
   // They are taken once, at construction; a record whose twist was changed since is

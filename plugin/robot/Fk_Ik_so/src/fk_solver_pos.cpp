@@ -3,6 +3,8 @@
 #include <cassert>
 #include <cmath>
 
+#include "frame_product.h"
+
 namespace {
 
 // Frame of segment i relative to the frame before it, the joint position added to the
@@ -20,18 +22,6 @@ inline KDL::Frame segmentFrame(const Chain_MDH4& chain, UInt32 i, Float64 q) {
                     KDL::Vector(r.a, -sa * r.d, ca * r.d));
 }
 
-// lhs * rhs with the operations of KDL's frame product in the same order, so the result
-// is the same to the bit, but inline: KDL's rotation product is an out-of-line call.
-inline KDL::Frame product(const KDL::Frame& lhs, const KDL::Frame& rhs) {
-  const KDL::Rotation& a = lhs.M;
-  const KDL::Rotation& b = rhs.M;
-  KDL::Rotation m;
-  for (int i = 0; i < 3; ++i) {
-    for (int j = 0; j < 3; ++j) m(i, j) = a(i, 0) * b(0, j) + a(i, 1) * b(1, j) + a(i, 2) * b(2, j);
-  }
-  return KDL::Frame(m, a * rhs.p + lhs.p);
-}
-
 }  // namespace
 
 FkSolverPos::FkSolverPos(Chain_MDH4* chainMDH4) : _chainMDH4(chainMDH4) {}
@@ -40,7 +30,7 @@ Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, KDL::Frame& flange
   assert(_chainMDH4->_dof == jntPos.size());
   KDL::Frame accumulated = KDL::Frame::Identity();
   for (UInt32 i = 0; i < _chainMDH4->_dof; ++i) {
-    accumulated = product(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
+    accumulated = frameProduct(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
   }
   flangePos = accumulated;
 }
@@ -56,7 +46,7 @@ Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, const Int32& segme
   assert(segmenId >= 0 || segmenId < _chainMDH4->_dof);
   KDL::Frame accumulated = KDL::Frame::Identity();
   for (Int32 i = 0; i < segmenId; ++i) {
-    accumulated = product(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
+    accumulated = frameProduct(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
   }
   flangePos = accumulated;
 }
@@ -66,7 +56,7 @@ Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, KDL::Frame* flange
   assert(_chainMDH4->_dof == jntPos.size());
   for (UInt32 i = 0; i < _chainMDH4->_dof; ++i) {
     const KDL::Frame frame = segmentFrame(*_chainMDH4, i, jntPos(i));
-    flangePos[i] = i == 0 ? frame : product(flangePos[i - 1], frame);
+    flangePos[i] = i == 0 ? frame : frameProduct(flangePos[i - 1], frame);
   }
 }
 
@@ -96,7 +86,7 @@ Void velocityJacobian(FkSolverPos& solver, const MathVector& jntPos, const Tool&
   solver.jntPosToFlangePos(jntPos, frames);
   const KDL::Frame toolFrame(KDL::Rotation::RPY(tool.rx, tool.ry, tool.rz),
                              KDL::Vector(tool.x, tool.y, tool.z));
-  const KDL::Frame tcp = product(frames[solver._chainMDH4->_dof - 1], toolFrame);
+  const KDL::Frame tcp = frameProduct(frames[solver._chainMDH4->_dof - 1], toolFrame);
   for (UInt32 i = 0; i < solver._chainMDH4->_dof; ++i) {
     z[i] = frames[i].M.UnitZ();
     // The position of frames[i].Inverse() * tcp, with the same operations but without the

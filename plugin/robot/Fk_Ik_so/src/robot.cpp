@@ -2,6 +2,7 @@
 
 #include <cassert>
 
+#include "frame_product.h"
 #include "simd_trig.h"
 
 namespace {
@@ -48,7 +49,7 @@ Void Robot::jntPosToTcpPos(const MathVector& jntPosIn, const Tool& tool, MathVec
   assert(_chainMDH4->_dof == jntPosIn.size());
   KDL::Frame flange;
   _fkSolverPos->jntPosToFlangePos(jntPosIn, flange);
-  kdlFrameToVector(flange * toolFrame(tool), tcpPosOut);
+  kdlFrameToVector(frameProduct(flange, toolFrame(tool)), tcpPosOut);
 }
 
 Int32 Robot::tcpPosToJntPos(const MathVector& tcpPosIn, const Tool& tool,
@@ -64,7 +65,7 @@ Int32 Robot::tcpPosToJntPos(const MathVector& tcpPosIn, const Tool& tool,
   sinCos4(angles + 4, s + 4, c + 4);
   const KDL::Frame tcp(rpyRotation(s, c), KDL::Vector(tcpPosIn(0), tcpPosIn(1), tcpPosIn(2)));
   const KDL::Frame toolFrameOfTool(rpyRotation(s + 3, c + 3), KDL::Vector(tool.x, tool.y, tool.z));
-  const KDL::Frame flange = tcp * toolFrameOfTool.Inverse();
+  const KDL::Frame flange = frameProduct(tcp, toolFrameOfTool.Inverse());
   // Mode -1: keep the configuration of the reference. The solver never reads the last
   // argument. The call is virtual.
   return _ikSolverPos->flangePosToJntPos(flange, jntPosRef, jntPosOut, -1, 0.0);
