@@ -10,9 +10,9 @@ Chain_MDH4::Chain_MDH4(UInt32 dof, const std::vector<MDH>* pMDH4Param) {
   assert(dof == 6 && pMDH4Param->size() == 6);
   _dof = dof;
   for (UInt32 i = 0; i < _dof; ++i) _mdhParam[i] = pMDH4Param->at(i);
+  // The twists' sines and cosines, taken once for the forward kinematics.
+  for (UInt32 i = 0; i < Max_Chain_Dof; ++i) _twist[i] = TwistSinCos(_mdhParam[i].alpha);
 }
-
-Chain_MDH4::~Chain_MDH4() {}
 
 // The quantities are taken from the joint positions, not from the DH angles q + theta.
 // The shoulder quantity pairs q3 with d of record 4 on purpose, and its terms are summed
@@ -22,25 +22,9 @@ Int32 Chain_MDH4::getMode_6dof(const MathVector& jntPos, Int32& mode, Bool check
   mode = 0;
   const Float64 q1 = jntPos(1), q2 = jntPos(2), q3 = jntPos(3), q4 = jntPos(4);
 
-  Float64 t = _mdhParam[2].a * std::sin(q1);
-  t = t + std::sin(q2 + q1) * _mdhParam[3].a;
   const Float64 u = (-q1) - q2;
-  const Float64 shoulder = std::sin(q3 + u) * _mdhParam[4].d + t;
-  const Float64 elbow = std::sin(q2);
-  const Float64 wrist = std::sin(q4);
-
-  // Strict comparisons: a magnitude of exactly 1e-6 is not singular, and a quantity that
-  // is not a number passes.
-  const Float64 singularLimit = 1e-6;
-  if (check) {
-    if (std::fabs(shoulder) < singularLimit) return 2;
-    if (std::fabs(elbow) < singularLimit) return 3;
-    if (std::fabs(wrist) < singularLimit) return 4;
-  }
-
-  // "Not greater than 0" rather than "<= 0", so that not-a-number sets its bit too.
-  if (!(shoulder > 0)) mode |= 4;
-  if (!(elbow > 0)) mode |= 2;
-  if (!(wrist > 0)) mode |= 1;
-  return 0;
+  const Float64 shoulder = _shoulderQuantity(std::sin(q1), std::sin(q2 + q1), std::sin(q3 + u));
+  return _modeOfQuantities(shoulder, std::sin(q2), std::sin(q4), mode, check);
 }
+
+Chain_MDH4::~Chain_MDH4() {}

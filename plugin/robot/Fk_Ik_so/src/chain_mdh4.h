@@ -8,6 +8,7 @@
 #ifndef FK_IK_SO_CHAIN_MDH4_H
 #define FK_IK_SO_CHAIN_MDH4_H
 
+#include <cmath>
 #include <vector>
 
 #include "fk_ik_types.h"
@@ -21,6 +22,17 @@ struct MDH {
   Float64 alpha;  // link twist about the previous frame's x axis, radians
   Float64 d;      // link offset along this joint's z axis
   Float64 theta;  // joint-angle offset about this joint's z axis, radians
+};
+
+// Sine and cosine of one record's twist, with the twist they were taken of.
+struct TwistSinCos {
+  TwistSinCos() : alpha(0.0), sinAlpha(0.0), cosAlpha(1.0) {}
+  explicit TwistSinCos(Float64 twist)
+      : alpha(twist), sinAlpha(std::sin(twist)), cosAlpha(std::cos(twist)) {}
+
+  Float64 alpha;
+  Float64 sinAlpha;
+  Float64 cosAlpha;
 };
 
 // The chain of a 6-axis arm: _dof (always 6) records copied from the caller.
@@ -40,9 +52,51 @@ class Chain_MDH4 {
   // quantity's magnitude is below 1e-6 is reported instead, as 2 (shoulder), 3 (elbow) or
   // 4 (wrist), tested in that order, and `mode` is left at 0. Returns 0 otherwise.
   Int32 getMode_6dof(const MathVector& jntPos, Int32& mode, Bool check);
+  // getMode_6dof in two halves, for the inverse solver, which has some of the sines at hand:
+  // the shoulder quantity from the sines of q1, q2 + q1 and q3 - q1 - q2, summed in the same
+  // order, and the code and mode bits of the three quantities.
+  Float64 _shoulderQuantity(Float64 sinQ1, Float64 sinQ2PlusQ1, Float64 sinQ3MinusQ1MinusQ2) const {
+    Float64 t = _mdhParam[2].a * sinQ1;
+    t = t + sinQ2PlusQ1 * _mdhParam[3].a;
+    return sinQ3MinusQ1MinusQ2 * _mdhParam[4].d + t;
+  }
+  static Int32 _modeOfQuantities(Float64 shoulder, Float64 elbow, Float64 wrist, Int32& mode,
+                                 Bool check) {
+    mode = 0;
+    // Strict comparisons: a magnitude of exactly 1e-6 is not singular, and a quantity that
+    // is not a number passes.
+    const Float64 singularLimit = 1e-6;
+    if (check) {
+      if (std::fabs(shoulder) < singularLimit) return 2;
+      if (std::fabs(elbow) < singularLimit) return 3;
+      if (std::fabs(wrist) < singularLimit) return 4;
+    }
+    // "Not greater than 0" rather than "<= 0", so that not-a-number sets its bit too.
+    if (!(shoulder > 0)) mode |= 4;
+    if (!(elbow > 0)) mode |= 2;
+    if (!(wrist > 0)) mode |= 1;
+    return 0;
+  }
+
+  // Sine and cosine of the twist of record i, as KDL::Frame::DH_Craig1989 computes them.
+  // They are taken once, at construction; a record whose twist was changed since is
+  // computed afresh.
+  Void twistSinCos(UInt32 i, Float64& sinAlpha, Float64& cosAlpha) const {
+    const TwistSinCos& t = _twist[i];
+    if (t.alpha == _mdhParam[i].alpha) {
+      sinAlpha = t.sinAlpha;
+      cosAlpha = t.cosAlpha;
+    } else {
+      sinAlpha = std::sin(_mdhParam[i].alpha);
+      cosAlpha = std::cos(_mdhParam[i].alpha);
+    }
+  }
 
   UInt32 _dof;
   MDH _mdhParam[Max_Chain_Dof];
+  // The twists' sines and cosines are constants of the arm: the forward kinematics reads
+  // them here instead of computing them again for every segment of every call.
+  TwistSinCos _twist[Max_Chain_Dof];
 };
 
 #endif  // FK_IK_SO_CHAIN_MDH4_H

@@ -1,13 +1,25 @@
 #include "fk_solver_pos.h"
 
 #include <cassert>
+#include <cmath>
+
+#include "frame_product.h"
 
 namespace {
 
-// Frame of segment i relative to the frame before it: the joint position is added
-// to the record's theta offset.
-KDL::Frame segmentFrame(const MDH& r, Float64 q) {
-  return KDL::Frame::DH_Craig1989(r.a, r.alpha, r.d, r.theta + q);
+// Frame of segment i relative to the frame before it, the joint position added to the
+// record's theta offset: the very frame KDL::Frame::DH_Craig1989(a, alpha, d, theta + q)
+// builds, element by element, with the twist's sine and cosine taken from the chain so
+// that a segment costs one sine and cosine of its angle.
+inline KDL::Frame segmentFrame(const Chain_MDH4& chain, UInt32 i, Float64 q) {
+  const MDH& r = chain._mdhParam[i];
+  Float64 sa, ca;
+  chain.twistSinCos(i, sa, ca);
+  const Float64 angle = r.theta + q;
+  const Float64 st = std::sin(angle);
+  const Float64 ct = std::cos(angle);
+  return KDL::Frame(KDL::Rotation(ct, -st, 0.0, st * ca, ct * ca, -sa, st * sa, ct * sa, ca),
+                    KDL::Vector(r.a, -sa * r.d, ca * r.d));
 }
 
 }  // namespace
@@ -18,7 +30,7 @@ Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, KDL::Frame& flange
   assert(_chainMDH4->_dof == jntPos.size());
   KDL::Frame accumulated = KDL::Frame::Identity();
   for (UInt32 i = 0; i < _chainMDH4->_dof; ++i) {
-    accumulated = accumulated * segmentFrame(_chainMDH4->_mdhParam[i], jntPos(i));
+    accumulated = frameProduct(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
   }
   flangePos = accumulated;
 }
@@ -34,7 +46,7 @@ Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, const Int32& segme
   assert(segmenId >= 0 || segmenId < _chainMDH4->_dof);
   KDL::Frame accumulated = KDL::Frame::Identity();
   for (Int32 i = 0; i < segmenId; ++i) {
-    accumulated = accumulated * segmentFrame(_chainMDH4->_mdhParam[i], jntPos(i));
+    accumulated = frameProduct(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
   }
   flangePos = accumulated;
 }
@@ -43,8 +55,8 @@ Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, const Int32& segme
 Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, KDL::Frame* flangePos) {
   assert(_chainMDH4->_dof == jntPos.size());
   for (UInt32 i = 0; i < _chainMDH4->_dof; ++i) {
-    const KDL::Frame frame = segmentFrame(_chainMDH4->_mdhParam[i], jntPos(i));
-    flangePos[i] = i == 0 ? frame : flangePos[i - 1] * frame;
+    const KDL::Frame frame = segmentFrame(*_chainMDH4, i, jntPos(i));
+    flangePos[i] = i == 0 ? frame : frameProduct(flangePos[i - 1], frame);
   }
 }
 
@@ -74,10 +86,12 @@ Void velocityJacobian(FkSolverPos& solver, const MathVector& jntPos, const Tool&
   solver.jntPosToFlangePos(jntPos, frames);
   const KDL::Frame toolFrame(KDL::Rotation::RPY(tool.rx, tool.ry, tool.rz),
                              KDL::Vector(tool.x, tool.y, tool.z));
-  const KDL::Frame tcp = frames[solver._chainMDH4->_dof - 1] * toolFrame;
+  const KDL::Frame tcp = frameProduct(frames[solver._chainMDH4->_dof - 1], toolFrame);
   for (UInt32 i = 0; i < solver._chainMDH4->_dof; ++i) {
     z[i] = frames[i].M.UnitZ();
-    r[i] = (frames[i].Inverse() * tcp).p;
+    // The position of frames[i].Inverse() * tcp, with the same operations but without the
+    // rotation part that nothing reads.
+    r[i] = frames[i].M.Inverse(tcp.p) + -frames[i].M.Inverse(frames[i].p);
     setColumn(velJacobian, i, cross(z[i], frames[i].M * r[i]), z[i]);
   }
 }

@@ -18,9 +18,17 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
   // 3.-4. Target mode. -1 asks for the reference's own configuration; a singular reference
   //       has none, and its code (2, 3 or 4) ends the call. With an explicit mode the
   //       reference only sets the turns and may itself be singular.
+  //       The reference's mode is getMode_6dof's, its five sines taken in two vector calls.
   Int32 targetMode = -1;
   if (mode == -1) {
-    const Int32 code = _chainMDH4->getMode_6dof(jntPosRef, targetMode, true);
+    const Float64 r1 = jntPosRef(1), r2 = jntPosRef(2), r3 = jntPosRef(3), r4 = jntPosRef(4);
+    const Float64 x[8] = {r1, r2 + r1, r3 + ((-r1) - r2), r2, r4, 0.0, 0.0, 0.0};
+    Float64 sines[8];
+    sin4(x, sines);
+    sin4(x + 4, sines + 4);
+    const Float64 shoulder = _chainMDH4->_shoulderQuantity(sines[0], sines[1], sines[2]);
+    const Int32 code =
+        Chain_MDH4::_modeOfQuantities(shoulder, sines[3], sines[4], targetMode, true);
     if (code != 0) return code;
   } else {
     targetMode = mode;
@@ -49,80 +57,156 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
   if (L <= 0) return 6;
   if (_shoulderSingularLimit * _shoulderSingularLimit > L) return 2;
 
-  // Candidate k (0 ... 7) takes shoulder branch k >> 2 (A, B), wrist branch (k >> 1) & 1
+  // Candidate k (0 ... 7) takes shoulder branch i = k >> 2 (A, B), wrist branch (k >> 1) & 1
   // (+, -) and elbow branch k & 1 (+, -). Joints 0, 4 and 5 depend on the first two only,
   // so candidates 2w and 2w + 1 share them; w = k >> 1 indexes the four wrist solutions.
-  // Each of those angles' sine and cosine is computed once, here.
+  // Every distinct sine, cosine and arc tangent is computed once, four at a time (lanes
+  // not needed hold harmless values).
 
-  // 9. Joint 0, branches A and B.
-  const Float64 phi = std::atan2(wy, wxn);
+  // 9. Joint 0, branches A and B: phi and the two arc tangents of e in one call.
   const Float64 rho = std::sqrt(L);
-  const Float64 theta0[2] = {std::atan2(e, rho) - phi, std::atan2(e, -rho) - phi};
-  Float64 s0[2], c0[2];
-  Float64 theta4[4], s4[4], c4[4];
+  Float64 angles[4];
+  {
+    const Float64 y[4] = {wy, e, e, 0.0}, x[4] = {wxn, rho, -rho, 1.0};
+    atan2x4(y, x, angles);
+  }
+  const Float64 theta0[4] = {angles[1] - angles[0], angles[2] - angles[0], 0.0, 0.0};
+  Float64 s0[4], c0[4];
+  sinCos4(theta0, s0, c0);
+
+  // 10. Joint 4 (wrist bend): x is its cosine. Rounding can push |x| just past 1; that
+  //     noise is clamped to +-1 (|x| = 1 exactly is kept as it is). Branch + lies in
+  //     [0, pi], branch - in [-pi, 0].
+  // 11. Joint 5 (flange rotation) turns by psi of its joint 0 branch.
+  Float64 theta4[4], s4[4], c4[4], psi[4];
+  {
+    Float64 y4[4], x4[4], yPsi[4] = {0.0, 0.0, 0.0, 0.0}, xPsi[4] = {1.0, 1.0, 1.0, 1.0};
+    for (int i = 0; i < 2; ++i) {
+      Float64 x = c0[i] * ay - ax * s0[i];
+      if (std::fabs(x) > 1) x = sign(x);
+      const Float64 s = std::sqrt(1 - x * x);
+      y4[2 * i] = s;
+      y4[2 * i + 1] = -s;
+      x4[2 * i] = x4[2 * i + 1] = x;
+      yPsi[i] = s0[i] * ox - c0[i] * oy;
+      xPsi[i] = s0[i] * nx - c0[i] * ny;
+    }
+    atan2x4(y4, x4, theta4);
+    atan2x4(yPsi, xPsi, psi);
+  }
+  sinCos4(theta4, s4, c4);
+  //     theta5 = atan2(0.0, sin(theta4)) - psi: -psi when sin(theta4) > 0 or is +0, pi - psi
+  //     when it is negative or -0 (and not-a-number with it), exactly as atan2 gives.
   Float64 theta5[4], s5[4], c5[4];
-  for (int i = 0; i < 2; ++i) {
-    s0[i] = std::sin(theta0[i]);
-    c0[i] = std::cos(theta0[i]);
+  for (int w = 0; w < 4; ++w) {
+    const Float64 atanOfZero = std::isnan(s4[w]) ? s4[w] : std::signbit(s4[w]) ? Pi : 0.0;
+    theta5[w] = atanOfZero - psi[w >> 1];
+  }
+  sinCos4(theta5, s5, c5);
 
-    // 10. Joint 4 (wrist bend): x is its cosine. Rounding can push |x| just past 1; that
-    //     noise is clamped to +-1 (|x| = 1 exactly is kept as it is).
-    Float64 x = c0[i] * ay - ax * s0[i];
-    if (std::fabs(x) > 1) x = sign(x);
-    const Float64 s = std::sqrt(1 - x * x);
-    theta4[2 * i] = std::atan2(s, x);       // branch +, in [0, pi]
-    theta4[2 * i + 1] = std::atan2(-s, x);  // branch -, in [-pi, 0]
+  // 12. Joints 1, 2 and 3: the planar problem of the upper arm a[2] and forearm a[3], whose
+  //     end (X, Y) is the wrist centre less the d[4] offset, in the arm's plane. Candidates
+  //     2w and 2w + 1 differ only in the sign of sqrt(D): X, Y, A, B, K, D, atan2(A, B), w1,
+  //     w2 and their arc tangent belong to w.
+  Float64 X[4], Y[4], K[4], D[4], rootD[4], atanAB[4], atanW[4];
+  {
+    Float64 A[4], B[4], w1[4], w2[4];
+    for (int w = 0; w < 4; ++w) {
+      const int i = w >> 1;
+      X[w] = c0[i] * (px - d5 * ax) + s0[i] * (py - d5 * ay) -
+             d4 * (s5[w] * (c0[i] * nx + s0[i] * ny) + c5[w] * (c0[i] * ox + s0[i] * oy));
+      Y[w] = (d0 - pz) + d5 * az + d4 * (c5[w] * oz + s5[w] * nz);
+      A[w] = 2 * a2 * X[w];
+      B[w] = 2 * a2 * Y[w];
+      K[w] = (X[w] * X[w] + Y[w] * Y[w]) + a2 * a2 - a3 * a3;
+      D[w] = 4 * a2 * a2 * (X[w] * X[w] + Y[w] * Y[w]) - K[w] * K[w];
+      // Out of the two links' reach (D < 0) both candidates are skipped below.
+      rootD[w] = D[w] < 0 ? 0.0 : std::sqrt(D[w]);
+      w1[w] = s4[w] * az + c4[w] * (c5[w] * nz - s5[w] * oz);
+      w2[w] = -c5[w] * oz - s5[w] * nz;
+    }
+    atan2x4(A, B, atanAB);
+    atan2x4(w1, w2, atanW);
+  }
 
-    // 11. Joint 5 (flange rotation): -psi when sin(theta4) > 0 or is +0, pi - psi when it
-    //     is negative or -0, as atan2(0.0, sin(theta4)) gives.
-    const Float64 psi = std::atan2(s0[i] * ox - c0[i] * oy, s0[i] * nx - c0[i] * ny);
-    for (int w = 2 * i; w < 2 * i + 2; ++w) {
-      s4[w] = std::sin(theta4[w]);
-      c4[w] = std::cos(theta4[w]);
-      theta5[w] = std::atan2(0.0, s4[w]) - psi;
-      s5[w] = std::sin(theta5[w]);
-      c5[w] = std::cos(theta5[w]);
+  // The eight candidates' joint 1, its sine and cosine, joint 2 and joint 3, four at a time.
+  const Float64 sigma = sign(a3);
+  Float64 theta1[8], s1[8], c1[8], theta2[8], theta3[8];
+  {
+    Float64 y[8], x[8];
+    for (int k = 0; k < 8; ++k) {
+      y[k] = K[k >> 1];
+      x[k] = k % 2 == 0 ? rootD[k >> 1] : -rootD[k >> 1];
+    }
+    atan2x4(y, x, theta1);
+    atan2x4(y + 4, x + 4, theta1 + 4);
+    for (int k = 0; k < 8; ++k) theta1[k] = theta1[k] - atanAB[k >> 1];
+    sinCos4(theta1, s1, c1);
+    sinCos4(theta1 + 4, s1 + 4, c1 + 4);
+    for (int k = 0; k < 8; ++k) {
+      y[k] = (Y[k >> 1] - a2 * s1[k]) * sigma;
+      x[k] = (X[k >> 1] - a2 * c1[k]) * sigma;
+    }
+    atan2x4(y, x, theta2);
+    atan2x4(y + 4, x + 4, theta2 + 4);
+    for (int k = 0; k < 8; ++k) {
+      theta2[k] = theta2[k] - theta1[k];
+      theta3[k] = theta2[k] + (theta1[k] + atanW[k >> 1]);
+    }
+  }
+
+  // 13. Joint positions and the sines of their configuration quantities, as getMode_6dof
+  //     takes them: sin(q1), sin(q2 + q1), sin(q3 - q1 - q2) and sin(q2) per candidate,
+  //     sin(q4) per wrist solution. A sine already at hand (a zero theta offset) is reused.
+  Float64 q[8][6];
+  Float64 sinQ1[8], sinQ2Q1[8], sinQ3U[8], sinQ2[8], wrist[4];
+  {
+    Float64 sumQ2Q1[8], sumQ3U[8], q1[8], q2[8];
+    Bool sinQ1AtHand = true, wristAtHand = true;
+    for (int k = 0; k < 8; ++k) {
+      const int i = k >> 2, w = k >> 1;
+      const Float64 theta[6] = {theta0[i], theta1[k], theta2[k], theta3[k], theta4[w], theta5[w]};
+      for (UInt32 j = 0; j < 6; ++j) q[k][j] = theta[j] - mdh[j].theta;
+      q1[k] = q[k][1];
+      q2[k] = q[k][2];
+      sumQ2Q1[k] = q[k][2] + q[k][1];
+      sumQ3U[k] = q[k][3] + ((-q[k][1]) - q[k][2]);
+      sinQ1AtHand = sinQ1AtHand && q[k][1] == theta1[k];
+      wristAtHand = wristAtHand && q[k][4] == theta4[w];
+    }
+    for (int h = 0; h < 8; h += 4) {
+      if (sinQ1AtHand) {
+        for (int k = h; k < h + 4; ++k) sinQ1[k] = s1[k];
+      } else {
+        sin4(q1 + h, sinQ1 + h);
+      }
+      sin4(sumQ2Q1 + h, sinQ2Q1 + h);
+      sin4(sumQ3U + h, sinQ3U + h);
+      sin4(q2 + h, sinQ2 + h);
+    }
+    if (wristAtHand) {
+      for (int w = 0; w < 4; ++w) wrist[w] = s4[w];
+    } else {
+      const Float64 q4[4] = {q[0][4], q[2][4], q[4][4], q[6][4]};
+      sin4(q4, wrist);
     }
   }
 
   // result[m] holds the candidate of configuration mode m; bit m of `found` says it does.
   Float64 result[8][6];
   UInt32 found = 0;
-  MathVector q(6);
-  const Float64 sigma = sign(a3);
   for (int k = 0; k < 8; ++k) {
-    const int i = k >> 2, w = k >> 1;
-
-    // 12. Joints 1, 2 and 3: the planar problem of the upper arm a[2] and forearm a[3],
-    //     whose end (X, Y) is the wrist centre less the d[4] offset, in the arm's plane.
-    const Float64 X = c0[i] * (px - d5 * ax) + s0[i] * (py - d5 * ay) -
-                      d4 * (s5[w] * (c0[i] * nx + s0[i] * ny) + c5[w] * (c0[i] * ox + s0[i] * oy));
-    const Float64 Y = (d0 - pz) + d5 * az + d4 * (c5[w] * oz + s5[w] * nz);
-    const Float64 A = 2 * a2 * X, B = 2 * a2 * Y;
-    const Float64 K = (X * X + Y * Y) + a2 * a2 - a3 * a3;
-    const Float64 D = 4 * a2 * a2 * (X * X + Y * Y) - K * K;
-    // Out of the two links' reach: this candidate has no solution and no mode. A
-    // not-a-number D is not below 0 and is solved on.
-    if (D < 0) continue;
-    const Float64 rootD = k % 2 == 0 ? std::sqrt(D) : -std::sqrt(D);
-    const Float64 theta1 = std::atan2(K, rootD) - std::atan2(A, B);
-    const Float64 s1 = std::sin(theta1), c1 = std::cos(theta1);
-    const Float64 theta2 = std::atan2((Y - a2 * s1) * sigma, (X - a2 * c1) * sigma) - theta1;
-    const Float64 w1 = s4[w] * az + c4[w] * (c5[w] * nz - s5[w] * oz);
-    const Float64 w2 = -c5[w] * oz - s5[w] * nz;
-    const Float64 theta3 = theta2 + (theta1 + std::atan2(w1, w2));
-
-    // 13. Joint positions and their configuration mode.
-    const Float64 theta[6] = {theta0[i], theta1, theta2, theta3, theta4[w], theta5[w]};
-    for (UInt32 j = 0; j < 6; ++j) q(j) = theta[j] - mdh[j].theta;
+    // A not-a-number D is not below 0 and is solved on.
+    if (D[k >> 1] < 0) continue;
+    const Float64 shoulder = _chainMDH4->_shoulderQuantity(sinQ1[k], sinQ2Q1[k], sinQ3U[k]);
     Int32 m = 0;
-    const Int32 code = _chainMDH4->getMode_6dof(q, m, true);
+    const Int32 code = Chain_MDH4::_modeOfQuantities(shoulder, sinQ2[k], wrist[k >> 1], m, true);
     // Deliberate: a single singular candidate ends the whole call with its code, even when
     // it is not in the requested mode, and no later candidate is tried.
     if (code != 0) return code;
     // Deliberate: a later candidate of the same mode overwrites an earlier one, so the
     // answer need not be the joint position that produced the pose.
-    for (UInt32 j = 0; j < 6; ++j) result[m][j] = q(j);
+    for (UInt32 j = 0; j < 6; ++j) result[m][j] = q[k][j];
     found |= 1u << m;
   }
 

@@ -9,12 +9,13 @@
 #ifndef FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 #define FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 
-// <cassert> and <cmath> serve the solver's source file, whose constructor and entry
-// point keep their assertions at fixed lines (their reports name file and line).
+// <cassert>, <cmath> and simd_trig.h serve the solver's source file, whose constructor
+// and entry point keep their assertions at fixed lines (their reports name file and line).
 #include <cassert>
 #include <cmath>
 
 #include "ik_solver_pos.h"
+#include "simd_trig.h"
 
 class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
  public:

@@ -2,12 +2,24 @@
 
 #include <cassert>
 
+#include "frame_product.h"
+#include "simd_trig.h"
+
 namespace {
 
 // The TCP frame relative to the flange.
 KDL::Frame toolFrame(const Tool& tool) {
   return KDL::Frame(KDL::Rotation::RPY(tool.rx, tool.ry, tool.rz),
                     KDL::Vector(tool.x, tool.y, tool.z));
+}
+
+// Rot_z(yaw) Rot_y(pitch) Rot_x(roll) from the sines s and cosines c of roll, pitch and
+// yaw, with the operations of KDL::Rotation::RPY in the same order.
+KDL::Rotation rpyRotation(const Float64* s, const Float64* c) {
+  return KDL::Rotation(c[2] * c[1], c[2] * s[1] * s[0] - s[2] * c[0],
+                       c[2] * s[1] * c[0] + s[2] * s[0], s[2] * c[1],
+                       s[2] * s[1] * s[0] + c[2] * c[0], s[2] * s[1] * c[0] - c[2] * s[0], -s[1],
+                       c[1] * s[0], c[1] * c[0]);
 }
 
 }  // namespace
@@ -37,16 +49,23 @@ Void Robot::jntPosToTcpPos(const MathVector& jntPosIn, const Tool& tool, MathVec
   assert(_chainMDH4->_dof == jntPosIn.size());
   KDL::Frame flange;
   _fkSolverPos->jntPosToFlangePos(jntPosIn, flange);
-  kdlFrameToVector(flange * toolFrame(tool), tcpPosOut);
+  kdlFrameToVector(frameProduct(flange, toolFrame(tool)), tcpPosOut);
 }
 
 Int32 Robot::tcpPosToJntPos(const MathVector& tcpPosIn, const Tool& tool,
                             const MathVector& jntPosRef, MathVector& jntPosOut) {
   assert(tcpPosIn.size() == 6);
   assert(_chainMDH4->_dof == jntPosRef.size());
-  KDL::Frame tcp;
-  vectorToKdlFrame(tcpPosIn, tcp);
-  const KDL::Frame flange = tcp * toolFrame(tool).Inverse();
+  // The pose's frame and the tool's, as vectorToKdlFrame and toolFrame build them, with the
+  // six sines and cosines of their roll, pitch and yaw taken in two vector calls.
+  const Float64 angles[8] = {tcpPosIn(3), tcpPosIn(4), tcpPosIn(5), tool.rx,
+                             tool.ry,     tool.rz,     0.0,         0.0};
+  Float64 s[8], c[8];
+  sinCos4(angles, s, c);
+  sinCos4(angles + 4, s + 4, c + 4);
+  const KDL::Frame tcp(rpyRotation(s, c), KDL::Vector(tcpPosIn(0), tcpPosIn(1), tcpPosIn(2)));
+  const KDL::Frame toolFrameOfTool(rpyRotation(s + 3, c + 3), KDL::Vector(tool.x, tool.y, tool.z));
+  const KDL::Frame flange = frameProduct(tcp, toolFrameOfTool.Inverse());
   // Mode -1: keep the configuration of the reference. The solver never reads the last
   // argument. The call is virtual.
   return _ikSolverPos->flangePosToJntPos(flange, jntPosRef, jntPosOut, -1, 0.0);

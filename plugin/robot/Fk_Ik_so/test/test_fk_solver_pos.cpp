@@ -1,4 +1,5 @@
 // Forward kinematics of the chain against KDL's own recursive chain solver.
+#include <cstring>
 #include <kdl/chainfksolverpos_recursive.hpp>
 #include <kdl/jntarray.hpp>
 
@@ -55,6 +56,41 @@ TEST(FkSolverPos, AgreesWithKdlOnRandomArms) {
     }
   }
   EXPECT_LT(worst, 1e-12);
+}
+
+// True when the two frames hold the same bits, element by element.
+bool sameBits(const KDL::Frame& a, const KDL::Frame& b) {
+  return std::memcmp(a.p.data, b.p.data, sizeof(a.p.data)) == 0 &&
+         std::memcmp(a.M.data, b.M.data, sizeof(a.M.data)) == 0;
+}
+
+// The solver builds each segment's frame from the chain's stored twist sine and cosine
+// and multiplies frames inline: the frames are still exactly those of KDL's
+// DH_Craig1989 and KDL's frame product, bit for bit, also for a twist changed in the
+// chain after it was built (read afresh, not from the stored values).
+TEST(FkSolverPos, FramesAreBitForBitKdlDhCraigProducts) {
+  std::mt19937_64 rng(1989);
+  for (int arm = 0; arm < test_support::caseCount(200); ++arm) {
+    const std::vector<MDH> records = test_support::randomArm(rng);
+    Chain_MDH4 chain(6, &records);
+    if (arm % 2 == 1) chain._mdhParam[arm % 6].alpha += 0.25;
+    FkSolverPos_Tarvin2_6Dof solver(&chain);
+    for (int k = 0; k < 10; ++k) {
+      const MathVector q = test_support::randomVector(rng, 4 * M_PI);
+      KDL::Frame flange, segments[Max_Chain_Dof];
+      solver.jntPosToFlangePos(q, flange);
+      solver.jntPosToFlangePos(q, segments);
+      KDL::Frame expected = KDL::Frame::Identity();
+      for (UInt32 i = 0; i < 6; ++i) {
+        const MDH& r = chain._mdhParam[i];
+        const KDL::Frame segment = KDL::Frame::DH_Craig1989(r.a, r.alpha, r.d, r.theta + q(i));
+        ASSERT_TRUE(sameBits(segments[i], i == 0 ? segment : segments[i - 1] * segment))
+            << "arm " << arm << ", segment " << i;
+        expected = expected * segment;
+      }
+      ASSERT_TRUE(sameBits(flange, expected)) << "arm " << arm;
+    }
+  }
 }
 
 TEST(FkSolverPos, ThetaOffsetAndJointPositionAdd) {

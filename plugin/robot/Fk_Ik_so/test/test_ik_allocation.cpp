@@ -1,6 +1,6 @@
-// The inverse kinematics' computing calls allocate nothing. This program replaces the global
-// allocation functions with counting ones and runs getMode_6dof and flangePosToJntPos
-// between two readings of the count, over success and every failure path.
+// The inverse kinematics' computing calls allocate nothing. This program counts allocations
+// (allocation_counter.h) and runs getMode_6dof and flangePosToJntPos between two readings
+// of the count, over success and every failure path.
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
@@ -8,62 +8,10 @@
 #include <new>
 #include <vector>
 
+#include "allocation_counter.h"
 #include "fk_solver_pos_tarvin2_6dof.h"
 #include "ik_solver_pos_tarvin2_6dof.h"
 #include "test_support.h"
-
-namespace {
-
-std::atomic<long> allocationCount{0};
-
-void* countedAllocation(std::size_t size, std::size_t alignment) {
-  ++allocationCount;
-  if (size == 0) size = 1;
-  void* p = alignment <= alignof(std::max_align_t)
-                ? std::malloc(size)
-                : std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
-  if (p == nullptr) throw std::bad_alloc();
-  return p;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return countedAllocation(size, 0);
-}
-void* operator new[](std::size_t size) {
-  return countedAllocation(size, 0);
-}
-void* operator new(std::size_t size, std::align_val_t a) {
-  return countedAllocation(size, static_cast<std::size_t>(a));
-}
-void* operator new[](std::size_t size, std::align_val_t a) {
-  return countedAllocation(size, static_cast<std::size_t>(a));
-}
-void operator delete(void* p) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p, std::size_t) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::align_val_t) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p, std::align_val_t) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept {
-  std::free(p);
-}
 
 namespace {
 

@@ -74,6 +74,12 @@ inline KDL::Frame toolFrame(const Tool& t) {
   return KDL::Frame(KDL::Rotation::RPY(t.rx, t.ry, t.rz), KDL::Vector(t.x, t.y, t.z));
 }
 
+// The sample arm of the command-line host: a, alpha, d, theta per joint, in metres and
+// radians.
+const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},
+                                 {0.425, 0, 0, 0},         {0.3922, M_PI, 0.1333, 0},
+                                 {0, M_PI / 2, 0.0997, 0}, {0, M_PI / 2, 0.0996, 0}};
+
 // Six MDH records from rows of (a, alpha, d, theta).
 inline std::vector<MDH> makeRecords(const double (&rows)[6][4]) {
   std::vector<MDH> records(6);
