@@ -4,6 +4,17 @@
 
 #include <cmath>
 
+// clang (14) cannot make these calls: it refuses them as they stand, and with a target
+// attribute on the declarations it passes the 256-bit arguments in memory, not in the AVX
+// registers the vector math library reads (atan2x4 then gets wrong lanes). Its builds,
+// such as the fuzz build, take the scalar path.
+#if defined(__clang__)
+#define FK_IK_SO_VECTOR_MATH 0
+#else
+#define FK_IK_SO_VECTOR_MATH 1
+#endif
+
+#if FK_IK_SO_VECTOR_MATH
 // glibc's vector math library, four doubles per call in AVX registers.
 extern "C" __m256d _ZGVdN4v_sin(__m256d x);
 extern "C" __m256d _ZGVdN4v_cos(__m256d x);
@@ -40,9 +51,12 @@ __attribute__((target("avx2"))) Void atan2x4Avx2(const Float64* y, const Float64
 }
 
 }  // namespace
+#endif
 
 Void sinCos4(const Float64* x, Float64* s, Float64* c) {
+#if FK_IK_SO_VECTOR_MATH
   if (hasAvx2) return sinCos4Avx2(x, s, c);
+#endif
   for (int i = 0; i < 4; ++i) {
     s[i] = std::sin(x[i]);
     c[i] = std::cos(x[i]);
@@ -50,11 +64,15 @@ Void sinCos4(const Float64* x, Float64* s, Float64* c) {
 }
 
 Void sin4(const Float64* x, Float64* s) {
+#if FK_IK_SO_VECTOR_MATH
   if (hasAvx2) return sin4Avx2(x, s);
+#endif
   for (int i = 0; i < 4; ++i) s[i] = std::sin(x[i]);
 }
 
 Void atan2x4(const Float64* y, const Float64* x, Float64* out) {
+#if FK_IK_SO_VECTOR_MATH
   if (hasAvx2) return atan2x4Avx2(y, x, out);
+#endif
   for (int i = 0; i < 4; ++i) out[i] = std::atan2(y[i], x[i]);
 }
