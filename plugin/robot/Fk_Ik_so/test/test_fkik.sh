@@ -122,6 +122,9 @@ ARM
 filepose=$("$fkik" --arm "$dir/arm" fk $q --tool $tool | awk '$1 == "tcp" { $1 = ""; print }')
 [ "$filepose" = "$pose" ] || failed "--arm with the built-in arm gave $filepose, not $pose"
 
+# A subnormal number is a finite value like any other.
+"$fkik" fk 1e-310 0 0 0 0 0 >/dev/null 2>&1 || failed "fk refused a subnormal joint value"
+
 out=$("$fkik" ik 2 0.5 0.3 0 0 0 --ref $q)
 [ $? -eq 3 ] || failed "ik out of reach: exit status not 3"
 echo "$out" | grep -q "^result 7: no solution" || failed "ik out of reach: $out"

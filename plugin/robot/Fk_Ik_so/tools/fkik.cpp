@@ -59,7 +59,8 @@ double parseNumber(const std::string& text, const std::string& what) {
   const double value = std::strtod(begin, &end);
   if (end == begin || *end != '\0')
     fail(kBadInput, "'" + text + "' is not a number (" + what + ")");
-  if (errno == ERANGE || !std::isfinite(value)) {
+  // strtod reports ERANGE for subnormal results too; only an overflow is refused.
+  if ((errno == ERANGE && std::fabs(value) == HUGE_VAL) || !std::isfinite(value)) {
     fail(kBadInput, "'" + text + "' is not a finite number (" + what + ")");
   }
   return value;
