@@ -3,8 +3,6 @@
 #include <cassert>
 #include <cmath>
 
-#include "frame_product.h"
-
 namespace {
 
 // Frame of segment i relative to the frame before it, the joint position added to the
@@ -84,9 +82,7 @@ Void velocityJacobian(FkSolverPos& solver, const MathVector& jntPos, const Tool&
                       MathJacobian& velJacobian, KDL::Vector* z, KDL::Vector* r) {
   KDL::Frame frames[Max_Chain_Dof];
   solver.jntPosToFlangePos(jntPos, frames);
-  const KDL::Frame toolFrame(KDL::Rotation::RPY(tool.rx, tool.ry, tool.rz),
-                             KDL::Vector(tool.x, tool.y, tool.z));
-  const KDL::Frame tcp = frameProduct(frames[solver._chainMDH4->_dof - 1], toolFrame);
+  const KDL::Frame tcp = frameProduct(frames[solver._chainMDH4->_dof - 1], tool.frame());
   for (UInt32 i = 0; i < solver._chainMDH4->_dof; ++i) {
     z[i] = frames[i].M.UnitZ();
     // The position of frames[i].Inverse() * tcp, with the same operations but without the

@@ -24,7 +24,24 @@ struct Tool {
   Float64 rx;
   Float64 ry;
   Float64 rz;
+
+  // The TCP frame relative to the flange.
+  KDL::Frame frame() const {
+    return KDL::Frame(KDL::Rotation::RPY(rx, ry, rz), KDL::Vector(x, y, z));
+  }
 };
+
+// lhs * rhs with the operations of KDL's frame product in the same order, so the result
+// is the same to the bit, but inline: KDL's rotation product is an out-of-line call.
+inline KDL::Frame frameProduct(const KDL::Frame& lhs, const KDL::Frame& rhs) {
+  const KDL::Rotation& a = lhs.M;
+  const KDL::Rotation& b = rhs.M;
+  KDL::Rotation m;
+  for (int i = 0; i < 3; ++i) {
+    for (int j = 0; j < 3; ++j) m(i, j) = a(i, 0) * b(0, j) + a(i, 1) * b(1, j) + a(i, 2) * b(2, j);
+  }
+  return KDL::Frame(m, a * rhs.p + lhs.p);
+}
 
 class FkSolverPos {
  public:

@@ -2,16 +2,9 @@
 
 #include <cassert>
 
-#include "frame_product.h"
 #include "simd_trig.h"
 
 namespace {
-
-// The TCP frame relative to the flange.
-KDL::Frame toolFrame(const Tool& tool) {
-  return KDL::Frame(KDL::Rotation::RPY(tool.rx, tool.ry, tool.rz),
-                    KDL::Vector(tool.x, tool.y, tool.z));
-}
 
 // Rot_z(yaw) Rot_y(pitch) Rot_x(roll) from the sines s and cosines c of roll, pitch and
 // yaw, with the operations of KDL::Rotation::RPY in the same order.
@@ -49,14 +42,14 @@ Void Robot::jntPosToTcpPos(const MathVector& jntPosIn, const Tool& tool, MathVec
   assert(_chainMDH4->_dof == jntPosIn.size());
   KDL::Frame flange;
   _fkSolverPos->jntPosToFlangePos(jntPosIn, flange);
-  kdlFrameToVector(frameProduct(flange, toolFrame(tool)), tcpPosOut);
+  kdlFrameToVector(frameProduct(flange, tool.frame()), tcpPosOut);
 }
 
 Int32 Robot::tcpPosToJntPos(const MathVector& tcpPosIn, const Tool& tool,
                             const MathVector& jntPosRef, MathVector& jntPosOut) {
   assert(tcpPosIn.size() == 6);
   assert(_chainMDH4->_dof == jntPosRef.size());
-  // The pose's frame and the tool's, as vectorToKdlFrame and toolFrame build them, with the
+  // The pose's frame and the tool's, as vectorToKdlFrame and Tool::frame build them, with the
   // six sines and cosines of their roll, pitch and yaw taken in two vector calls.
   const Float64 angles[8] = {tcpPosIn(3), tcpPosIn(4), tcpPosIn(5), tool.rx,
                              tool.ry,     tool.rz,     0.0,         0.0};
