@@ -1,10 +1,23 @@
 // Times the library's kinematics beside KDL's own chain solvers on the same arm, in one
-// process, and closes with a table of each operation's median time per call and its
-// speed-up over the KDL counterpart.
+// process, and closes with a table of each operation's median time per call, its ratio to
+// the operation's floor and its speed-up over the KDL counterpart, then the throughput of
+// the exported functions on one and two threads.
+//
+// The floor of an operation is the cost of the transcendental calls it cannot avoid, timed
+// in the same run: the bare libm calls (sincos, atan2, sqrt) of the forward kinematics and
+// the four-lane calls of the inverse (glibc's vector math library where the processor has
+// AVX2 and FMA, as the library takes it, else libm four times). The calls are grouped in
+// levels as the operation's data flow orders them: the calls of a level wait on the level
+// before and not on each other. Each floor is timed twice: every call independent (back to
+// back) and levels chained; the chained time is the floor.
 //
 // Every operation cycles through the same pre-generated joint positions of the sample
 // arm and the poses they reach, so no input is built inside a timed loop.
 #include <benchmark/benchmark.h>
+#include <dlfcn.h>
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#include <immintrin.h>
+#endif
 
 #include <array>
 #include <cmath>
@@ -257,39 +270,273 @@ void kdlIkNrJl(benchmark::State& state) {
   state.counters["success"] = benchmark::Counter(successes, benchmark::Counter::kAvgIterations);
 }
 
-// One timed operation, and the KDL operation that does the same work (empty for KDL's
-// own rows).
+// The floors.
+
+// The four-lane functions as the library finds them: glibc's vector math library on a
+// processor with AVX2 and FMA, else libm one lane at a time.
+struct FourLane {
+  FourLane() {
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+    __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx2") == 0 || __builtin_cpu_supports("fma") == 0) return;
+    void* const handle = dlopen("libmvec.so.1", RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) return;
+    sin = dlsym(handle, "_ZGVdN4v_sin");
+    cos = dlsym(handle, "_ZGVdN4v_cos");
+    atan2 = dlsym(handle, "_ZGVdN4vv_atan2");
+    vector = sin != nullptr && cos != nullptr && atan2 != nullptr;
+#endif
+  }
+  void* sin = nullptr;
+  void* cos = nullptr;
+  void* atan2 = nullptr;
+  bool vector = false;
+};
+
+const FourLane& fourLane() {
+  static const FourLane f;
+  return f;
+}
+
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+// The lanes gathered one by one, as the library does: a wide load of freshly written narrow
+// stores would wait for them to reach the cache.
+__attribute__((target("avx2"))) inline __m256d lanes(const double* x) {
+  double v0 = x[0], v1 = x[1], v2 = x[2], v3 = x[3];
+  asm("" : "+x"(v0), "+x"(v1), "+x"(v2), "+x"(v3));
+  return _mm256_set_pd(v3, v2, v1, v0);
+}
+__attribute__((target("avx2"))) void vectorSinCos4(const double* x, double* s, double* c) {
+  const __m256d v = lanes(x);
+  _mm256_storeu_pd(s, reinterpret_cast<__m256d (*)(__m256d)>(fourLane().sin)(v));
+  _mm256_storeu_pd(c, reinterpret_cast<__m256d (*)(__m256d)>(fourLane().cos)(v));
+}
+__attribute__((target("avx2"))) void vectorSin4(const double* x, double* s) {
+  _mm256_storeu_pd(s, reinterpret_cast<__m256d (*)(__m256d)>(fourLane().sin)(lanes(x)));
+}
+__attribute__((target("avx2"))) void vectorAtan2x4(const double* y, const double* x, double* out) {
+  _mm256_storeu_pd(
+      out, reinterpret_cast<__m256d (*)(__m256d, __m256d)>(fourLane().atan2)(lanes(y), lanes(x)));
+}
+#endif
+
+void sinCos4(const double* x, double* s, double* c) {
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+  if (fourLane().vector) return vectorSinCos4(x, s, c);
+#endif
+  for (int i = 0; i < 4; ++i) {
+    s[i] = std::sin(x[i]);
+    c[i] = std::cos(x[i]);
+  }
+}
+
+void sin4(const double* x, double* s) {
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+  if (fourLane().vector) return vectorSin4(x, s);
+#endif
+  for (int i = 0; i < 4; ++i) s[i] = std::sin(x[i]);
+}
+
+void atan2x4(const double* y, const double* x, double* out) {
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+  if (fourLane().vector) return vectorAtan2x4(y, x, out);
+#endif
+  for (int i = 0; i < 4; ++i) out[i] = std::atan2(y[i], x[i]);
+}
+
+// One level of a floor: how many calls of each kind, each on four lanes (four-lane floors)
+// or on one value (scalar floors).
+struct Level {
+  int sinCos;
+  int sin;
+  int atan2;
+  int sqrt;
+};
+
+// Runs the calls of the levels once. Inputs are angles of a sample (a few radians). With
+// chained true every call of a level takes its arguments from the first result of the level
+// before (plus the sample, so that they stay angles); else all take the sample's.
+template <bool FourLanes>
+double runLevels(const std::vector<Level>& levels, const double* sample, bool chained) {
+  double carry[4] = {0, 0, 0, 0}, sink = 0;
+  for (const Level& level : levels) {
+    double x[4], y[4], out[4] = {0, 0, 0, 0}, other[4];
+    for (int i = 0; i < 4; ++i) {
+      x[i] = sample[i] + (chained ? carry[i] : 0.0);
+      y[i] = sample[i + 1] + 0.5;
+    }
+    bool first = true;
+    auto take = [&](const double* result) {
+      for (int i = 0; i < 4; ++i) (first ? out : other)[i] = result[i];
+      if (!first) sink += other[0];
+      first = false;
+    };
+    // Each call of a level gets arguments of its own (the lanes shifted by 0.1 per call), so
+    // that no two calls can be merged.
+    double s[4] = {0, 0, 0, 0}, c[4] = {0, 0, 0, 0}, a[4];
+    int call = 0;
+    auto shifted = [&]() {
+      for (int i = 0; i < 4; ++i) a[i] = x[i] + 0.1 * call;
+      ++call;
+      return a;
+    };
+    for (int n = 0; n < level.sqrt; ++n) {
+      const double* v = shifted();
+      for (int i = 0; i < (FourLanes ? 1 : 4); ++i) s[i] = std::sqrt(std::fabs(v[i]) + 1.0);
+      take(s);
+    }
+    for (int n = 0; n < level.sinCos; ++n) {
+      const double* v = shifted();
+      if (FourLanes) {
+        sinCos4(v, s, c);
+      } else {
+        s[0] = std::sin(v[0]);
+        c[0] = std::cos(v[0]);
+      }
+      s[0] += c[0];
+      take(s);
+    }
+    for (int n = 0; n < level.sin; ++n) {
+      const double* v = shifted();
+      if (FourLanes) {
+        sin4(v, s);
+      } else {
+        s[0] = std::sin(v[0]);
+      }
+      take(s);
+    }
+    for (int n = 0; n < level.atan2; ++n) {
+      const double* v = shifted();
+      if (FourLanes) {
+        atan2x4(y, v, s);
+      } else {
+        s[0] = std::atan2(y[0], v[0]);
+      }
+      take(s);
+    }
+    for (int i = 0; i < 4; ++i) carry[i] = out[i];
+  }
+  return sink + carry[0];
+}
+
+// A floor: its name, its calls and whether they are four-lane calls.
+struct Floor {
+  const char* name;
+  std::vector<Level> levels;
+  bool fourLanes;
+};
+
+// The forward pose with a tool: a sine and cosine per joint and per tool angle, then
+// GetRPY's arc tangents (its pitch after a square root).
+const Floor kForwardPoseFloor = {
+    "floor/fk pose: 9 sincos, sqrt, 3 atan2", {{9, 0, 0, 0}, {0, 0, 2, 1}, {0, 0, 1, 0}}, false};
+const Floor kFlangeFloor = {"floor/fk flange: 6 sincos", {{6, 0, 0, 0}}, false};
+const Floor kJacobianFloor = {"floor/jacobian: 9 sincos", {{9, 0, 0, 0}}, false};
+// The inverse: the pose's and the tool's angles with the reference's five sines, then the
+// chain of joint 0, joints 4 and 5, the planar arm and the candidates' mode sines, with the
+// square roots of L, 1 - x^2 and D in between.
+const std::vector<Level> kInverseLevels = {{0, 0, 0, 1}, {0, 0, 1, 0}, {1, 0, 0, 0}, {0, 0, 0, 2},
+                                           {0, 0, 2, 0}, {1, 0, 0, 0}, {1, 0, 0, 0}, {0, 0, 2, 0},
+                                           {0, 0, 0, 4}, {0, 0, 2, 0}, {2, 0, 0, 0}, {0, 0, 2, 0},
+                                           {0, 6, 0, 0}};
+Floor inverseFloor(bool withPoseAndTool) {
+  Floor f = {withPoseAndTool ? "floor/ik C: four-lane chain of 13 levels"
+                             : "floor/ik flange: four-lane chain of 13 levels",
+             kInverseLevels, true};
+  f.levels.front() = {withPoseAndTool ? 2 : 0, 2, 0, 1};
+  return f;
+}
+const Floor kInverseFloor = inverseFloor(true);
+const Floor kInverseFlangeFloor = inverseFloor(false);
+
+template <bool Chained>
+void floorRun(benchmark::State& state, const Floor* floor) {
+  Workload& w = workload();
+  UInt32 k = 0;
+  double sink = 0;
+  for (auto _ : state) {
+    const double* sample = w.jntArrays[k++ & (kSamples - 1)].data();
+    sink += floor->fourLanes ? runLevels<true>(floor->levels, sample, Chained)
+                             : runLevels<false>(floor->levels, sample, Chained);
+  }
+  benchmark::DoNotOptimize(sink);
+}
+
+// Throughput of the exported functions: calls per second over all threads.
+void throughputFk(benchmark::State& state) {
+  Workload& w = workload();
+  Float64 tcp[6];
+  UInt32 k = static_cast<UInt32>(state.thread_index()) * 97;
+  for (auto _ : state) {
+    jntPosToTcpPos(w.jntArrays[k++ & (kSamples - 1)].data(), kToolArray, tcp);
+    benchmark::DoNotOptimize(tcp);
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+void throughputIk(benchmark::State& state) {
+  Workload& w = workload();
+  Float64 q[6];
+  UInt32 k = static_cast<UInt32>(state.thread_index()) * 97;
+  for (auto _ : state) {
+    const UInt32 s = k++ & (kSamples - 1);
+    tcpPosToJntPos(w.poses[s].data(), kToolArray, w.refArrays[s].data(), q);
+    benchmark::DoNotOptimize(q);
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+// One timed operation, the KDL operation that does the same work (empty for KDL's own
+// rows) and its floor (none for KDL's rows and for the floors themselves).
 struct Operation {
   const char* name;
   void (*run)(benchmark::State&);
   const char* peer;
+  const Floor* floor;
 };
 
 const Operation kOperations[] = {
-    {"fk/C jntPosToTcpPos", cFunctionFk, "fk/KDL recursive+GetRPY"},
-    {"fk/Robot jntPosToTcpPos", robotFk, "fk/KDL recursive+GetRPY"},
-    {"fk/FkSolverPos flange", fkSolverPosFlange, "fk/KDL recursive+GetRPY"},
-    {"fk/KDL recursive+GetRPY", kdlFkRecursive, ""},
+    {"fk/C jntPosToTcpPos", cFunctionFk, "fk/KDL recursive+GetRPY", &kForwardPoseFloor},
+    {"fk/Robot jntPosToTcpPos", robotFk, "fk/KDL recursive+GetRPY", &kForwardPoseFloor},
+    {"fk/FkSolverPos flange", fkSolverPosFlange, "", &kFlangeFloor},
+    {"fk/KDL recursive+GetRPY", kdlFkRecursive, "", &kForwardPoseFloor},
     {"jacobian/FkSolverPos jntPosToJacobians", fkSolverPosJacobians,
-     "jacobian/KDL ChainJntToJacSolver"},
-    {"jacobian/KDL ChainJntToJacSolver", kdlJacobian, ""},
+     "jacobian/KDL ChainJntToJacSolver", &kJacobianFloor},
+    {"jacobian/KDL ChainJntToJacSolver", kdlJacobian, "", &kJacobianFloor},
     {"jacobianDot/FkSolverPos jntPosToJacobiansDot", fkSolverPosJacobiansDot,
-     "jacobianDot/KDL ChainJntToJacDotSolver"},
-    {"jacobianDot/KDL ChainJntToJacDotSolver", kdlJacobianDot, ""},
-    {"ik/C tcpPosToJntPos", cFunctionIk, "ik/KDL NR_JL"},
-    {"ik/Robot tcpPosToJntPos", robotIk, "ik/KDL NR_JL"},
-    {"ik/IkSolverPos flangePosToJntPos", ikSolverPosFlange, "ik/KDL NR_JL"},
-    {"ik/KDL NR_JL", kdlIkNrJl, ""},
+     "jacobianDot/KDL ChainJntToJacDotSolver", &kJacobianFloor},
+    {"jacobianDot/KDL ChainJntToJacDotSolver", kdlJacobianDot, "", &kJacobianFloor},
+    {"ik/C tcpPosToJntPos", cFunctionIk, "ik/KDL NR_JL", &kInverseFloor},
+    {"ik/Robot tcpPosToJntPos", robotIk, "ik/KDL NR_JL", &kInverseFloor},
+    {"ik/IkSolverPos flangePosToJntPos", ikSolverPosFlange, "ik/KDL NR_JL", &kInverseFlangeFloor},
+    {"ik/KDL NR_JL", kdlIkNrJl, "", nullptr},
 };
 
-// The console output, plus each operation's median CPU time and success share.
+const Floor* const kFloors[] = {&kForwardPoseFloor, &kFlangeFloor, &kJacobianFloor, &kInverseFloor,
+                                &kInverseFlangeFloor};
+
+std::string backToBackName(const Floor& f) {
+  return std::string(f.name) + " back to back";
+}
+std::string chainedName(const Floor& f) {
+  return std::string(f.name) + " chained";
+}
+
+// The console output, plus each operation's median CPU time and success share, and the
+// throughput rows' calls per second.
 class TableReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
       if (run.run_type != Run::RT_Aggregate || run.aggregate_name != "median") continue;
-      Median& median = medians_[run.run_name.function_name];
+      const std::string& name = run.run_name.function_name;
+      if (name.rfind("throughput/", 0) == 0) {
+        const auto rate = run.counters.find("items_per_second");
+        if (rate != run.counters.end()) throughput_[{name, run.threads}] = rate->second.value;
+        continue;
+      }
+      Median& median = medians_[name];
       median.nanoseconds = run.GetAdjustedCPUTime();
       const auto success = run.counters.find("success");
       median.success = success == run.counters.end() ? -1.0 : success->second.value;
@@ -297,11 +544,28 @@ class TableReporter : public benchmark::ConsoleReporter {
   }
 
   void printTable() const {
-    std::printf("\n%-46s %12s %10s  %s\n", "operation", "median ns", "success", "KDL / this");
+    std::printf("\nfour-lane calls: %s\n", fourLane().vector ? "glibc's vector math library (AVX2)"
+                                                             : "libm, one lane at a time");
+    std::printf("\n%-48s %12s %12s\n", "floor", "back to back", "chained");
+    for (const Floor* f : kFloors) {
+      const auto a = medians_.find(backToBackName(*f));
+      const auto b = medians_.find(chainedName(*f));
+      if (a == medians_.end() || b == medians_.end()) continue;
+      std::printf("%-48s %12.1f %12.1f\n", f->name, a->second.nanoseconds, b->second.nanoseconds);
+    }
+    std::printf("\n%-46s %10s %8s %8s %10s  %s\n", "operation", "median ns", "floor ns", "x floor",
+                "success", "KDL / this");
     for (const Operation& op : kOperations) {
       const auto median = medians_.find(op.name);
       if (median == medians_.end()) continue;
-      std::printf("%-46s %12.1f", op.name, median->second.nanoseconds);
+      std::printf("%-46s %10.1f", op.name, median->second.nanoseconds);
+      const auto floor = op.floor ? medians_.find(chainedName(*op.floor)) : medians_.end();
+      if (floor != medians_.end()) {
+        std::printf(" %8.1f %8.2f", floor->second.nanoseconds,
+                    median->second.nanoseconds / floor->second.nanoseconds);
+      } else {
+        std::printf(" %8s %8s", "", "");
+      }
       if (median->second.success >= 0) {
         std::printf(" %9.1f%%", 100.0 * median->second.success);
       } else {
@@ -314,6 +578,13 @@ class TableReporter : public benchmark::ConsoleReporter {
       }
       std::printf("\n");
     }
+    std::printf("\n%-46s %14s %14s\n", "throughput (calls/s)", "1 thread", "2 threads");
+    for (const char* name : {"throughput/C jntPosToTcpPos", "throughput/C tcpPosToJntPos"}) {
+      const auto one = throughput_.find({name, 1});
+      const auto two = throughput_.find({name, 2});
+      if (one == throughput_.end() || two == throughput_.end()) continue;
+      std::printf("%-46s %14.3g %14.3g\n", name, one->second, two->second);
+    }
   }
 
  private:
@@ -322,18 +593,41 @@ class TableReporter : public benchmark::ConsoleReporter {
     double success;
   };
   std::map<std::string, Median> medians_;
+  std::map<std::pair<std::string, int>, double> throughput_;
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
   workload();
+  fourLane();
+  for (const Floor* f : kFloors) {
+    for (const bool chained : {false, true}) {
+      benchmark::RegisterBenchmark((chained ? chainedName(*f) : backToBackName(*f)).c_str(),
+                                   chained ? floorRun<true> : floorRun<false>, f)
+          ->Unit(benchmark::kNanosecond)
+          ->MinTime(0.2)
+          ->Repetitions(9)
+          ->ReportAggregatesOnly(true);
+    }
+  }
   for (const Operation& op : kOperations) {
     benchmark::RegisterBenchmark(op.name, op.run)
         ->Unit(benchmark::kNanosecond)
         ->MinTime(0.2)
         ->Repetitions(9)
         ->ReportAggregatesOnly(true);
+  }
+  for (const auto& t : {std::make_pair("throughput/C jntPosToTcpPos", throughputFk),
+                        std::make_pair("throughput/C tcpPosToJntPos", throughputIk)}) {
+    benchmark::RegisterBenchmark(t.first, t.second)
+        ->Unit(benchmark::kNanosecond)
+        ->MinTime(0.2)
+        ->Repetitions(5)
+        ->ReportAggregatesOnly(true)
+        ->UseRealTime()
+        ->Threads(1)
+        ->Threads(2);
   }
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

@@ -1,30 +1,55 @@
 #include "simd_trig.h"
 
-#include <immintrin.h>
-
-#include <cmath>
-
-// clang (14) cannot make these calls: it refuses them as they stand, and with a target
-// attribute on the declarations it passes the 256-bit arguments in memory, not in the AVX
-// registers the vector math library reads (atan2x4 then gets wrong lanes). Its builds,
-// such as the fuzz build, take the scalar path.
-#if defined(__clang__)
-#define FK_IK_SO_VECTOR_MATH 0
+// The vector path needs x86-64 and GCC. clang (14) cannot make these calls: with a target
+// attribute it passes the 256-bit arguments in memory, not in the AVX registers the vector
+// math library reads. FK_IK_VECTOR_MATH=0 (the build option) switches the path off anywhere.
+#if !defined(FK_IK_VECTOR_MATH)
+#define FK_IK_VECTOR_MATH 1
+#endif
+#if FK_IK_VECTOR_MATH && defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#define FK_IK_SO_VECTOR_PATH 1
 #else
-#define FK_IK_SO_VECTOR_MATH 1
+#define FK_IK_SO_VECTOR_PATH 0
 #endif
 
-#if FK_IK_SO_VECTOR_MATH
-// glibc's vector math library, four doubles per call in AVX registers.
-extern "C" __m256d _ZGVdN4v_sin(__m256d x);
-extern "C" __m256d _ZGVdN4v_cos(__m256d x);
-extern "C" __m256d _ZGVdN4vv_atan2(__m256d y, __m256d x);
+#if FK_IK_SO_VECTOR_PATH
+#include <dlfcn.h>
+#include <immintrin.h>
+
+// dlopen and dlsym moved from libdl into libc in glibc 2.34 under a new symbol version;
+// binding to their first version keeps the library loadable on older glibc, where they
+// come from libdl (linked for that reason).
+#if defined(__GLIBC__)
+__asm__(".symver dlopen,dlopen@GLIBC_2.2.5");
+__asm__(".symver dlsym,dlsym@GLIBC_2.2.5");
+#endif
 
 namespace {
 
-const bool hasAvx2 = [] {
+// glibc's vector math library, four doubles per call in AVX registers. The addresses are
+// kept untyped here: a function type with 256-bit vectors may only be spelled where AVX
+// is enabled, that is inside the functions below.
+struct VectorLibrary {
+  void* sin = nullptr;
+  void* cos = nullptr;
+  void* atan2 = nullptr;
+  Bool found = false;
+};
+
+// Looked up once, while the library is loaded. The AVX2 variants need AVX2 and FMA; the
+// library (libmvec.so.1) is on every glibc since 2.22, its atan2 since 2.35. Anything
+// missing leaves libm in charge. The handle is kept for the life of the process.
+const VectorLibrary vectorLibrary = [] {
+  VectorLibrary v;
   __builtin_cpu_init();
-  return __builtin_cpu_supports("avx2") != 0;
+  if (__builtin_cpu_supports("avx2") == 0 || __builtin_cpu_supports("fma") == 0) return v;
+  void* const handle = dlopen("libmvec.so.1", RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) return v;
+  v.sin = dlsym(handle, "_ZGVdN4v_sin");
+  v.cos = dlsym(handle, "_ZGVdN4v_cos");
+  v.atan2 = dlsym(handle, "_ZGVdN4vv_atan2");
+  v.found = v.sin != nullptr && v.cos != nullptr && v.atan2 != nullptr;
+  return v;
 }();
 
 // The four lanes gathered element by element: the callers have just written them one
@@ -36,43 +61,69 @@ __attribute__((target("avx2"))) inline __m256d lanes(const Float64* x) {
   return _mm256_set_pd(v3, v2, v1, v0);
 }
 
-__attribute__((target("avx2"))) Void sinCos4Avx2(const Float64* x, Float64* s, Float64* c) {
-  const __m256d v = lanes(x);
-  _mm256_storeu_pd(s, _ZGVdN4v_sin(v));
-  _mm256_storeu_pd(c, _ZGVdN4v_cos(v));
+__attribute__((target("avx2"))) inline __m256d call(void* f, __m256d x) {
+  return reinterpret_cast<__m256d (*)(__m256d)>(f)(x);
 }
 
-__attribute__((target("avx2"))) Void sin4Avx2(const Float64* x, Float64* s) {
-  _mm256_storeu_pd(s, _ZGVdN4v_sin(lanes(x)));
-}
-
-__attribute__((target("avx2"))) Void atan2x4Avx2(const Float64* y, const Float64* x, Float64* out) {
-  _mm256_storeu_pd(out, _ZGVdN4vv_atan2(lanes(y), lanes(x)));
+__attribute__((target("avx2"))) inline __m256d call(void* f, __m256d y, __m256d x) {
+  return reinterpret_cast<__m256d (*)(__m256d, __m256d)>(f)(y, x);
 }
 
 }  // namespace
+
+// MXCSR bits 6 to 15: denormals-are-zero, the six exception masks, the rounding control
+// and flush-to-zero. 0x1F80 is the state a process starts in.
+Bool VectorTrig::usable() {
+  return vectorLibrary.found && (__builtin_ia32_stmxcsr() & 0xFFC0u) == 0x1F80u;
+}
+
+__attribute__((target("avx2"))) Void VectorTrig::sinCos4(const Float64* x, Float64* s, Float64* c) {
+  const __m256d v = lanes(x);
+  _mm256_storeu_pd(s, call(vectorLibrary.sin, v));
+  _mm256_storeu_pd(c, call(vectorLibrary.cos, v));
+}
+
+__attribute__((target("avx2"))) Void VectorTrig::sin4(const Float64* x, Float64* s) {
+  _mm256_storeu_pd(s, call(vectorLibrary.sin, lanes(x)));
+}
+
+__attribute__((target("avx2"))) Void VectorTrig::atan2x4(const Float64* y, const Float64* x,
+                                                         Float64* out) {
+  _mm256_storeu_pd(out, call(vectorLibrary.atan2, lanes(y), lanes(x)));
+}
+
+#else
+
+// No vector path in this build: never usable, and the functions, never reached, are libm's.
+Bool VectorTrig::usable() {
+  return false;
+}
+
+Void VectorTrig::sinCos4(const Float64* x, Float64* s, Float64* c) {
+  LibmTrig::sinCos4(x, s, c);
+}
+
+Void VectorTrig::sin4(const Float64* x, Float64* s) {
+  LibmTrig::sin4(x, s);
+}
+
+Void VectorTrig::atan2x4(const Float64* y, const Float64* x, Float64* out) {
+  LibmTrig::atan2x4(y, x, out);
+}
+
 #endif
 
 Void sinCos4(const Float64* x, Float64* s, Float64* c) {
-#if FK_IK_SO_VECTOR_MATH
-  if (hasAvx2) return sinCos4Avx2(x, s, c);
-#endif
-  for (int i = 0; i < 4; ++i) {
-    s[i] = std::sin(x[i]);
-    c[i] = std::cos(x[i]);
-  }
+  if (VectorTrig::usable()) return VectorTrig::sinCos4(x, s, c);
+  LibmTrig::sinCos4(x, s, c);
 }
 
 Void sin4(const Float64* x, Float64* s) {
-#if FK_IK_SO_VECTOR_MATH
-  if (hasAvx2) return sin4Avx2(x, s);
-#endif
-  for (int i = 0; i < 4; ++i) s[i] = std::sin(x[i]);
+  if (VectorTrig::usable()) return VectorTrig::sin4(x, s);
+  LibmTrig::sin4(x, s);
 }
 
 Void atan2x4(const Float64* y, const Float64* x, Float64* out) {
-#if FK_IK_SO_VECTOR_MATH
-  if (hasAvx2) return atan2x4Avx2(y, x, out);
-#endif
-  for (int i = 0; i < 4; ++i) out[i] = std::atan2(y[i], x[i]);
+  if (VectorTrig::usable()) return VectorTrig::atan2x4(y, x, out);
+  LibmTrig::atan2x4(y, x, out);
 }
