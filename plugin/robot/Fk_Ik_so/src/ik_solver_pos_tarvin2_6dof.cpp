@@ -345,19 +345,23 @@ namespace {
 // not finite. The best k is the unconstrained one clamped to the limits' range of k; its
 // two neighbours are tried too, since rounding can put a variant just across a limit or
 // make the rounded k one off. A reference that is not finite asks for no shift. k stays a
-// double: huge limits and references need no integer conversion.
+// double and within 2^20 turns (6.6e6 rad), where a double still holds the shifted angle
+// to 1e-9 rad: huge references and limits need no integer conversion and give no variant
+// that misses the pose.
 bool nearestVariant(Float64 q, Float64 ref, Float64 lower, Float64 upper, Float64& variant) {
   if (!std::isfinite(q)) return false;
-  const Float64 turn = 2 * Pi;
+  const Float64 turn = 2 * Pi, maxTurns = 1048576.0;
   Float64 k = std::isfinite(ref) ? std::nearbyint((ref - q) / turn) : 0.0;
   k = std::fmin(std::fmax(k, std::ceil((lower - q) / turn)), std::floor((upper - q) / turn));
+  k = std::fmin(std::fmax(k, -maxTurns), maxTurns);
   bool found = false;
   Float64 bestDistance = 0.0;
   // k first, so that its neighbours replace it only when strictly nearer.
   for (const Float64 step : {0.0, -1.0, 1.0}) {
-    const Float64 v = k + step == 0.0 ? q : q + turn * (k + step);
+    const Float64 n = k + step;
+    const Float64 v = n == 0.0 ? q : q + turn * n;
+    if (std::fabs(n) > maxTurns || !(v >= lower && v <= upper)) continue;
     const Float64 distance = std::fabs(v - ref);
-    if (!(v >= lower && v <= upper)) continue;
     if (!found || distance < bestDistance) {
       found = true;
       bestDistance = distance;

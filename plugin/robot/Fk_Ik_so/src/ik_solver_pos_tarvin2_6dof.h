@@ -57,9 +57,9 @@ class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   // The solved candidate, or whole-turn variant (q + 2 pi k per joint) of one, nearest the
   // reference: smallest largest-joint-difference, ties to the lower candidate index; a
   // difference that is not a number counts as infinite. Each joint takes the variant
-  // nearest its reference within [lower[j], upper[j]]; lower and upper are six limits each,
-  // null for none (infinite limits are none either). Returns 0 (jntPos written), 8 when a
-  // lower limit is above its upper one or a limit is not a number (checked first), 6 or 2
+  // nearest its reference within [lower[j], upper[j]] (and within 2^20 turns); lower and upper are
+  // six limits each, null for none (infinite limits are none either). Returns 0 (jntPos written), 8
+  // when a lower limit is above its upper one or a limit is not a number (checked first), 6 or 2
   // for the pose, 7 when no candidate is solved or none has variants within the limits
   // (joint values that are not finite have none), or the status of the first singular
   // candidate when none is solved and one is singular. jntPos is resized to 6 and written
