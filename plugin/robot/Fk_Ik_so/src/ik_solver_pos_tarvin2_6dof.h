@@ -79,8 +79,34 @@ class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   Float64 _wristSingularLimit = 0.017453292519943295;  // rad (1 deg): q4 from 0, pi and -pi
 
  private:
-  // The closed form of the eight candidates, before any turn alignment.
-  Int32 _candidates(const KDL::Frame& flangePos, IkSolutions& raw) const;
+  // The facade hands over frames it built with the vector functions, with their error.
+  friend class Robot;
+  // Bounds of a flange frame's departure from the frame libm's functions give: of each
+  // rotation element, and of each position coordinate. Zero for a frame the caller gave.
+  struct FrameError {
+    Float64 rotation;
+    Float64 position;
+  };
+
+  // flangePosToJntPos (steps 3 to 20) with the trigonometric functions of Trig (LibmTrig or
+  // VectorTrig of simd_trig.h), into code and, on 0, jntPos. With VectorTrig it returns
+  // false and writes nothing when a decision lies too near its threshold for the vector
+  // functions' values to take it as libm's would; with LibmTrig it returns true.
+  template <class Trig>
+  Bool _solve(const KDL::Frame& flangePos, const FrameError& inputError,
+              const MathVector& jntPosRef, Int32 mode, MathVector& jntPos, Int32& code);
+  // flangePosToAllJntPos likewise.
+  template <class Trig>
+  Bool _all(const KDL::Frame& flangePos, const FrameError& inputError, const MathVector& jntPosRef,
+            IkSolutions& solutions, Int32& code);
+  template <class Trig>
+  Bool _referenceMode(const MathVector& jntPosRef, Int32& targetMode, Int32& code) const;
+  // The closed form of the eight candidates, before any turn alignment; -1 when (vector
+  // functions only) a decision or the joints' error bound, jointError, is too near.
+  template <class Trig>
+  Int32 _candidatesWith(const KDL::Frame& flangePos, const FrameError& inputError, IkSolutions& raw,
+                        Float64& jointError) const;
+  Bool _alignmentClear(const Float64* q, const MathVector& jntPosRef, Float64 error) const;
   // The turn alignment and singularity test of flangePosToJntPos's answer: each
   // joint into the reference's turn; 4 or 3 when q4 or q2 then lies within 1 degree of
   // 0, pi or -pi, else 0; each joint at most one turn towards the reference.

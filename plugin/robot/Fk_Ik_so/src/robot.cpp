@@ -1,6 +1,7 @@
 #include "robot.h"
 
 #include <cassert>
+#include <cmath>
 
 #include "simd_trig.h"
 
@@ -45,14 +46,14 @@ Void Robot::jntPosToTcpPos(const MathVector& jntPosIn, const Tool& tool, MathVec
   kdlFrameToVector(frameProduct(flange, tool.frame()), tcpPosOut);
 }
 
+// The inverse members try the vector path first: the flange frame built with the vector
+// functions and the solver's vector path told how far that frame may lie from libm's. Where
+// a decision comes too near for that, they take the designed path with libm's frame.
 Int32 Robot::tcpPosToJntPos(const MathVector& tcpPosIn, const Tool& tool,
                             const MathVector& jntPosRef, MathVector& jntPosOut) {
   assert(tcpPosIn.size() == 6);
   assert(_chainMDH4->_dof == jntPosRef.size());
-  // Mode -1: keep the configuration of the reference. The solver never reads the last
-  // argument. The call is virtual.
-  return _ikSolverPos->flangePosToJntPos(_flangeOfTcp(tcpPosIn, tool), jntPosRef, jntPosOut, -1,
-                                         0.0);
+  return tcpPosToJntPosInMode(tcpPosIn, tool, jntPosRef, -1, jntPosOut);
 }
 
 Int32 Robot::tcpPosToJntPosInMode(const MathVector& tcpPosIn, const Tool& tool,
@@ -60,15 +61,32 @@ Int32 Robot::tcpPosToJntPosInMode(const MathVector& tcpPosIn, const Tool& tool,
                                   MathVector& jntPosOut) {
   assert(tcpPosIn.size() == 6);
   assert(_chainMDH4->_dof == jntPosRef.size());
-  return _ikSolverPos->flangePosToJntPos(_flangeOfTcp(tcpPosIn, tool), jntPosRef, jntPosOut, mode,
-                                         0.0);
+  IkSolverPos_Tarvin2_6Dof::FrameError error;
+  Int32 code = 0;
+  if (VectorTrig::usable() && _flangeError(tcpPosIn, tool, error) &&
+      _ikSolverPos->_solve<VectorTrig>(_flangeOfTcp<VectorTrig>(tcpPosIn, tool), error, jntPosRef,
+                                       mode, jntPosOut, code)) {
+    return code;
+  }
+  // Mode -1 keeps the configuration of the reference. The solver never reads the last
+  // argument. The call is virtual.
+  return _ikSolverPos->flangePosToJntPos(_flangeOfTcp<LibmTrig>(tcpPosIn, tool), jntPosRef,
+                                         jntPosOut, mode, 0.0);
 }
 
 Int32 Robot::tcpPosToAllJntPos(const MathVector& tcpPosIn, const Tool& tool,
                                const MathVector& jntPosRef, IkSolutions& solutions) {
   assert(tcpPosIn.size() == 6);
   assert(_chainMDH4->_dof == jntPosRef.size());
-  return _ikSolverPos->flangePosToAllJntPos(_flangeOfTcp(tcpPosIn, tool), jntPosRef, solutions);
+  IkSolverPos_Tarvin2_6Dof::FrameError error;
+  Int32 code = 0;
+  if (VectorTrig::usable() && _flangeError(tcpPosIn, tool, error) &&
+      _ikSolverPos->_all<VectorTrig>(_flangeOfTcp<VectorTrig>(tcpPosIn, tool), error, jntPosRef,
+                                     solutions, code)) {
+    return code;
+  }
+  return _ikSolverPos->flangePosToAllJntPos(_flangeOfTcp<LibmTrig>(tcpPosIn, tool), jntPosRef,
+                                            solutions);
 }
 
 Int32 Robot::tcpPosToNearestJntPos(const MathVector& tcpPosIn, const Tool& tool,
@@ -76,21 +94,56 @@ Int32 Robot::tcpPosToNearestJntPos(const MathVector& tcpPosIn, const Tool& tool,
                                    const Float64* lower, const Float64* upper) {
   assert(tcpPosIn.size() == 6);
   assert(_chainMDH4->_dof == jntPosRef.size());
-  return _ikSolverPos->flangePosToNearestJntPos(_flangeOfTcp(tcpPosIn, tool), jntPosRef, jntPosOut,
-                                                lower, upper);
+  // Its answer is picked from the eight of tcpPosToAllJntPos, from the same frame: the
+  // vector-built one where that call keeps it (the solver's own vector path then keeps it
+  // too, its error being smaller), else libm's.
+  IkSolverPos_Tarvin2_6Dof::FrameError error;
+  if (VectorTrig::usable() && _flangeError(tcpPosIn, tool, error)) {
+    const KDL::Frame flange = _flangeOfTcp<VectorTrig>(tcpPosIn, tool);
+    IkSolutions probe;
+    Int32 code = 0;
+    if (_ikSolverPos->_all<VectorTrig>(flange, error, jntPosRef, probe, code)) {
+      return _ikSolverPos->flangePosToNearestJntPos(flange, jntPosRef, jntPosOut, lower, upper);
+    }
+  }
+  return _ikSolverPos->flangePosToNearestJntPos(_flangeOfTcp<LibmTrig>(tcpPosIn, tool), jntPosRef,
+                                                jntPosOut, lower, upper);
 }
 
-// The pose's frame and the tool's, as vectorToKdlFrame and Tool::frame build them, with the
-// six sines and cosines of their roll, pitch and yaw taken in two vector calls.
+// The pose's frame and the tool's, as vectorToKdlFrame and Tool::frame build them (with
+// LibmTrig exactly so), the six sines and cosines of their roll, pitch and yaw taken in
+// two four-lane calls; then the tool removed on the right.
+template <class Trig>
 KDL::Frame Robot::_flangeOfTcp(const MathVector& tcpPosIn, const Tool& tool) const {
   const Float64 angles[8] = {tcpPosIn(3), tcpPosIn(4), tcpPosIn(5), tool.rx,
                              tool.ry,     tool.rz,     0.0,         0.0};
   Float64 s[8], c[8];
-  sinCos4(angles, s, c);
-  sinCos4(angles + 4, s + 4, c + 4);
+  Trig::sinCos4(angles, s, c);
+  Trig::sinCos4(angles + 4, s + 4, c + 4);
   const KDL::Frame tcp(rpyRotation(s, c), KDL::Vector(tcpPosIn(0), tcpPosIn(1), tcpPosIn(2)));
   const KDL::Frame toolFrameOfTool(rpyRotation(s + 3, c + 3), KDL::Vector(tool.x, tool.y, tool.z));
   return frameProduct(tcp, toolFrameOfTool.Inverse());
+}
+
+// How far _flangeOfTcp<VectorTrig> may lie from _flangeOfTcp<LibmTrig>. Each vector sine
+// and cosine is within 8 units in the last place of 1 (U) of libm's; a rotation element of
+// rpyRotation (products of up to three, two summed) within 52 U; an element of the pose's
+// rotation times the tool's transposed one within 3 (52 + 52) U plus rounding, bounded by
+// 512 U; the flange position, the pose's rotation applied to minus the tool's transposed
+// rotation applied to the tool's translation t, within 1024 U |t|, plus a rounding of the
+// sums. False (libm then) for angles too large for these bounds to hold, or not numbers.
+Bool Robot::_flangeError(const MathVector& tcpPosIn, const Tool& tool,
+                         IkSolverPos_Tarvin2_6Dof::FrameError& error) const {
+  const Float64 U = 0x1p-52;
+  const Float64 largest = std::fmax(std::fmax(std::fabs(tcpPosIn(3)), std::fabs(tcpPosIn(4))),
+                                    std::fmax(std::fmax(std::fabs(tcpPosIn(5)), std::fabs(tool.rx)),
+                                              std::fmax(std::fabs(tool.ry), std::fabs(tool.rz))));
+  if (!(largest <= 1e5)) return false;
+  const Float64 t = std::fabs(tool.x) + std::fabs(tool.y) + std::fabs(tool.z);
+  const Float64 p = std::fabs(tcpPosIn(0)) + std::fabs(tcpPosIn(1)) + std::fabs(tcpPosIn(2));
+  error.rotation = 512 * U;
+  error.position = 1024 * U * t + 8 * U * (p + 2 * t);
+  return true;
 }
 
 Void Robot::kdlFrameToVector(const KDL::Frame& frame, MathVector& vecOut) {

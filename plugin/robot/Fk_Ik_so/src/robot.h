@@ -60,8 +60,14 @@ class Robot {
   Void vectorToKdlFrame(const MathVector& vecIn, KDL::Frame& frame);
 
  private:
-  // The flange frame of a TCP pose vector: the tool removed on the right.
+  // The flange frame of a TCP pose vector: the tool removed on the right, with the sines
+  // and cosines of Trig (LibmTrig or VectorTrig of simd_trig.h).
+  template <class Trig>
   KDL::Frame _flangeOfTcp(const MathVector& tcpPosIn, const Tool& tool) const;
+  // The bound of the vector-built frame's departure from libm's; false when it cannot be
+  // bounded (angles too large or not numbers).
+  Bool _flangeError(const MathVector& tcpPosIn, const Tool& tool,
+                    IkSolverPos_Tarvin2_6Dof::FrameError& error) const;
 
   Chain_MDH4* _chainMDH4;
   FkSolverPos_Tarvin2_6Dof* _fkSolverPos;

@@ -71,9 +71,17 @@ __attribute__((target("avx2"))) inline __m256d call(void* f, __m256d y, __m256d 
 
 }  // namespace
 
+#if defined(FK_IK_LIBM_SWITCH)
+// Only in the agreement test's own build of these sources: lets it force the libm path.
+Bool simdTrigLibmOnly = false;
+#endif
+
 // MXCSR bits 6 to 15: denormals-are-zero, the six exception masks, the rounding control
 // and flush-to-zero. 0x1F80 is the state a process starts in.
 Bool VectorTrig::usable() {
+#if defined(FK_IK_LIBM_SWITCH)
+  if (simdTrigLibmOnly) return false;
+#endif
   return vectorLibrary.found && (__builtin_ia32_stmxcsr() & 0xFFC0u) == 0x1F80u;
 }
 

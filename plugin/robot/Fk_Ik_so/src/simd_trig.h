@@ -17,6 +17,7 @@
 #include "fk_ik_types.h"
 
 struct LibmTrig {
+  static constexpr Bool fast = false;
   // s[i] = sin(x[i]) and c[i] = cos(x[i]), i = 0 ... 3.
   static Void sinCos4(const Float64* x, Float64* s, Float64* c) {
     for (int i = 0; i < 4; ++i) {
@@ -35,6 +36,7 @@ struct LibmTrig {
 };
 
 struct VectorTrig {
+  static constexpr Bool fast = true;
   // True when a call may take the vector functions: they were found at load time, and
   // the floating-point control state is the default one (round to nearest, no flushing
   // of subnormal numbers, every exception masked). Their accuracy holds only there; a
