@@ -5,19 +5,51 @@
 
 namespace {
 
+// A frame by columns: the rotation's three columns and the translation, each in the first
+// three of four lanes (the fourth is 0 and read by nobody). The product of two such frames
+// takes, lane by lane, exactly the operations of KDL's frame product in the same order:
+// element (i, j) is (a(i,0) b(0,j) + a(i,1) b(1,j)) + a(i,2) b(2,j), the translation
+// ((a(i,0) p0 + a(i,1) p1) + a(i,2) p2) + lhs.p(i). So the result is the same to the bit,
+// only computed a column at a time.
+typedef Float64 Lanes __attribute__((vector_size(32)));
+
+struct ColumnFrame {
+  Lanes c[3];
+  Lanes p;
+};
+
+inline ColumnFrame product(const ColumnFrame& a, const ColumnFrame& b) {
+  ColumnFrame m;
+  for (int j = 0; j < 3; ++j) m.c[j] = a.c[0] * b.c[j][0] + a.c[1] * b.c[j][1] + a.c[2] * b.c[j][2];
+  m.p = a.c[0] * b.p[0] + a.c[1] * b.p[1] + a.c[2] * b.p[2] + a.p;
+  return m;
+}
+
+inline ColumnFrame identity() {
+  return ColumnFrame{{{1.0, 0.0, 0.0, 0.0}, {0.0, 1.0, 0.0, 0.0}, {0.0, 0.0, 1.0, 0.0}},
+                     {0.0, 0.0, 0.0, 0.0}};
+}
+
+inline KDL::Frame toFrame(const ColumnFrame& f) {
+  return KDL::Frame(KDL::Rotation(f.c[0][0], f.c[1][0], f.c[2][0], f.c[0][1], f.c[1][1], f.c[2][1],
+                                  f.c[0][2], f.c[1][2], f.c[2][2]),
+                    KDL::Vector(f.p[0], f.p[1], f.p[2]));
+}
+
 // Frame of segment i relative to the frame before it, the joint position added to the
 // record's theta offset: the very frame KDL::Frame::DH_Craig1989(a, alpha, d, theta + q)
 // builds, element by element, with the twist's sine and cosine taken from the chain so
 // that a segment costs one sine and cosine of its angle.
-inline KDL::Frame segmentFrame(const Chain_MDH4& chain, UInt32 i, Float64 q) {
+inline ColumnFrame segmentFrame(const Chain_MDH4& chain, UInt32 i, Float64 q) {
   const MDH& r = chain._mdhParam[i];
   Float64 sa, ca;
   chain.twistSinCos(i, sa, ca);
   const Float64 angle = r.theta + q;
   const Float64 st = std::sin(angle);
   const Float64 ct = std::cos(angle);
-  return KDL::Frame(KDL::Rotation(ct, -st, 0.0, st * ca, ct * ca, -sa, st * sa, ct * sa, ca),
-                    KDL::Vector(r.a, -sa * r.d, ca * r.d));
+  return ColumnFrame{
+      {{ct, st * ca, st * sa, 0.0}, {-st, ct * ca, ct * sa, 0.0}, {0.0, -sa, ca, 0.0}},
+      {r.a, -sa * r.d, ca * r.d, 0.0}};
 }
 
 }  // namespace
@@ -26,11 +58,11 @@ FkSolverPos::FkSolverPos(Chain_MDH4* chainMDH4) : _chainMDH4(chainMDH4) {}
 
 Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, KDL::Frame& flangePos) {
   assert(_chainMDH4->_dof == jntPos.size());
-  KDL::Frame accumulated = KDL::Frame::Identity();
+  ColumnFrame accumulated = identity();
   for (UInt32 i = 0; i < _chainMDH4->_dof; ++i) {
-    accumulated = frameProduct(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
+    accumulated = product(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
   }
-  flangePos = accumulated;
+  flangePos = toFrame(accumulated);
 }
 
 // The id test is written with "||" and compares the signed id with the unsigned
@@ -42,19 +74,21 @@ Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, const Int32& segme
                                     KDL::Frame& flangePos) {
   assert(_chainMDH4->_dof == jntPos.size());
   assert(segmenId >= 0 || segmenId < _chainMDH4->_dof);
-  KDL::Frame accumulated = KDL::Frame::Identity();
+  ColumnFrame accumulated = identity();
   for (Int32 i = 0; i < segmenId; ++i) {
-    accumulated = frameProduct(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
+    accumulated = product(accumulated, segmentFrame(*_chainMDH4, i, jntPos(i)));
   }
-  flangePos = accumulated;
+  flangePos = toFrame(accumulated);
 }
 #pragma GCC diagnostic pop
 
 Void FkSolverPos::jntPosToFlangePos(const MathVector& jntPos, KDL::Frame* flangePos) {
   assert(_chainMDH4->_dof == jntPos.size());
+  ColumnFrame accumulated;
   for (UInt32 i = 0; i < _chainMDH4->_dof; ++i) {
-    const KDL::Frame frame = segmentFrame(*_chainMDH4, i, jntPos(i));
-    flangePos[i] = i == 0 ? frame : frameProduct(flangePos[i - 1], frame);
+    const ColumnFrame frame = segmentFrame(*_chainMDH4, i, jntPos(i));
+    accumulated = i == 0 ? frame : product(accumulated, frame);
+    flangePos[i] = toFrame(accumulated);
   }
 }
 

@@ -7,6 +7,7 @@
 #ifndef FK_IK_SO_FK_SOLVER_POS_H
 #define FK_IK_SO_FK_SOLVER_POS_H
 
+#include <cmath>
 #include <kdl/frames.hpp>
 
 #include "chain_mdh4.h"
@@ -26,10 +27,25 @@ struct Tool {
   Float64 rz;
 
   // The TCP frame relative to the flange.
-  KDL::Frame frame() const {
-    return KDL::Frame(KDL::Rotation::RPY(rx, ry, rz), KDL::Vector(x, y, z));
-  }
+  KDL::Frame frame() const;
 };
+
+// Rot_z(yaw) Rot_y(pitch) Rot_x(roll) from the sines s and cosines c of roll, pitch and
+// yaw, with the operations of KDL::Rotation::RPY in the same order: the same rotation to
+// the bit, without the out-of-line call.
+inline KDL::Rotation rpyRotation(const Float64* s, const Float64* c) {
+  return KDL::Rotation(c[2] * c[1], c[2] * s[1] * s[0] - s[2] * c[0],
+                       c[2] * s[1] * c[0] + s[2] * s[0], s[2] * c[1],
+                       s[2] * s[1] * s[0] + c[2] * c[0], s[2] * s[1] * c[0] - c[2] * s[0], -s[1],
+                       c[1] * s[0], c[1] * c[0]);
+}
+
+// KDL::Frame(KDL::Rotation::RPY(rx, ry, rz), KDL::Vector(x, y, z)), to the bit.
+inline KDL::Frame Tool::frame() const {
+  const Float64 s[3] = {std::sin(rx), std::sin(ry), std::sin(rz)};
+  const Float64 c[3] = {std::cos(rx), std::cos(ry), std::cos(rz)};
+  return KDL::Frame(rpyRotation(s, c), KDL::Vector(x, y, z));
+}
 
 // lhs * rhs with the operations of KDL's frame product in the same order, so the result
 // is the same to the bit, but inline: KDL's rotation product is an out-of-line call.

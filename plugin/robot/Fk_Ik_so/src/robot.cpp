@@ -1,22 +1,11 @@
 #include "robot.h"
 
+#include <kdl/utilities/utility.h>
+
 #include <cassert>
 #include <cmath>
 
 #include "simd_trig.h"
-
-namespace {
-
-// Rot_z(yaw) Rot_y(pitch) Rot_x(roll) from the sines s and cosines c of roll, pitch and
-// yaw, with the operations of KDL::Rotation::RPY in the same order.
-KDL::Rotation rpyRotation(const Float64* s, const Float64* c) {
-  return KDL::Rotation(c[2] * c[1], c[2] * s[1] * s[0] - s[2] * c[0],
-                       c[2] * s[1] * c[0] + s[2] * s[0], s[2] * c[1],
-                       s[2] * s[1] * s[0] + c[2] * c[0], s[2] * s[1] * c[0] - c[2] * s[0], -s[1],
-                       c[1] * s[0], c[1] * c[0]);
-}
-
-}  // namespace
 
 // Each pointer is stored as soon as its object exists. When an allocation throws, the
 // parts built before it are not released: the exception leaves the constructor as is.
@@ -151,7 +140,19 @@ Void Robot::kdlFrameToVector(const KDL::Frame& frame, MathVector& vecOut) {
   vecOut(0) = frame.p.x();
   vecOut(1) = frame.p.y();
   vecOut(2) = frame.p.z();
-  frame.M.GetRPY(vecOut(3), vecOut(4), vecOut(5));
+  // KDL::Rotation::GetRPY's operations, in its order, inline: pitch from the first
+  // column's length, then roll and yaw, or, within 1e-12 of a pitch of +-pi/2, yaw from
+  // the second column and a roll of 0.
+  const KDL::Rotation& m = frame.M;
+  const Float64 pitch = std::atan2(-m(2, 0), std::sqrt(m(0, 0) * m(0, 0) + m(1, 0) * m(1, 0)));
+  vecOut(4) = pitch;
+  if (std::fabs(pitch) > KDL::PI_2 - 1e-12) {
+    vecOut(5) = std::atan2(-m(0, 1), m(1, 1));
+    vecOut(3) = 0.0;
+  } else {
+    vecOut(3) = std::atan2(m(2, 1), m(2, 2));
+    vecOut(5) = std::atan2(m(1, 0), m(0, 0));
+  }
 }
 
 Void Robot::vectorToKdlFrame(const MathVector& vecIn, KDL::Frame& frame) {
