@@ -126,10 +126,14 @@ Bool IkSolverPos_Tarvin2_6Dof::_solve(const KDL::Frame& flangePos, const FrameEr
     return true;
   }
   Float64* const sel = raw.jntPos[chosen[targetMode]];
-  if (Trig::fast && !_alignmentClear(sel, jntPosRef, jointError)) return false;
 
-  // 15.-16. Each joint into the reference's turn.
-  _intoReferenceTurns(sel, jntPosRef);
+  // 15.-16. Each joint into the reference's turn (on the vector path with the test of the
+  //         decisions to come).
+  if (Trig::fast) {
+    if (!_alignedClear(sel, jntPosRef, jointError)) return false;
+  } else {
+    _intoReferenceTurns(sel, jntPosRef);
+  }
   // 17. Singularity of the selected solution, wrist first, then elbow.
   code = _alignedSingularity(sel);
   if (code != 0) return true;
@@ -176,38 +180,38 @@ Bool IkSolverPos_Tarvin2_6Dof::_referenceMode(const MathVector& jntPosRef, Int32
   return true;
 }
 
-// The decisions of steps 15 to 18 on a candidate's joints q, each within `error` of
-// libm's: false when one lies within its bound of its threshold. The turn counts change at
+// Moves a candidate's joints q into the reference's turns (steps 15 and 16), testing the
+// decisions of steps 15 to 18 on them, each joint within `error` of libm's: false when one
+// lies within its bound of its threshold. The turn counts change at
 // odd multiples of pi; a joint at a multiple of a quarter turn is a value hosts send
 // exactly (home positions), and libm then gives it exactly, so such joints are left to
 // libm as well.
-Bool IkSolverPos_Tarvin2_6Dof::_alignmentClear(const Float64* q, const MathVector& jntPosRef,
-                                               Float64 error) const {
-  const Float64 quarterTurn = 0.5 * Pi;
-  Float64 aligned[6], bound[6];
+Bool IkSolverPos_Tarvin2_6Dof::_alignedClear(Float64* q, const MathVector& jntPosRef,
+                                             Float64 error) const {
+  const Float64 quarterTurn = 0.5 * Pi, quartersPerRadian = 2 / Pi;
+  Float64 ref[6], bound[6];
   for (int j = 0; j < 6; ++j) {
+    ref[j] = jntPosRef(j);
     // A reference that is not finite decides alike for every joint value: its turn count
     // and its distance test do not depend on them.
-    const Float64 ref = std::isfinite(jntPosRef(j)) ? std::fabs(jntPosRef(j)) : 0.0;
-    bound[j] = error + 8 * U * (std::fabs(q[j]) + ref + 8.0);
-    const Float64 quarters = std::nearbyint(q[j] / quarterTurn);
+    bound[j] =
+        error + 8 * U * (std::fabs(q[j]) + (std::isfinite(ref[j]) ? std::fabs(ref[j]) : 0.0) + 8.0);
+    // The candidates' joints lie within LargestFastAngle: the count of quarter turns fits.
+    const Float64 t = q[j] * quartersPerRadian;
+    const Float64 quarters = static_cast<Float64>(static_cast<Int32>(t < 0 ? t - 0.5 : t + 0.5));
     if (!clearOf(q[j], quarters * quarterTurn, bound[j])) return false;
-    aligned[j] = q[j];
   }
-  _intoReferenceTurns(aligned, jntPosRef);
+  _intoReferenceTurns(q, jntPosRef);
   for (const int j : {4, 2}) {
     const Float64 limit = j == 4 ? _wristSingularLimit : _elbowSingularLimit;
-    const Float64 v = aligned[j];
+    const Float64 v = q[j];
     if (!clearOf(std::fabs(v), limit, bound[j]) || !clearOf(std::fabs(v - Pi), limit, bound[j]) ||
         !clearOf(std::fabs(v + Pi), limit, bound[j])) {
       return false;
     }
   }
   for (int j = 0; j < 6; ++j) {
-    if (std::isfinite(jntPosRef(j)) &&
-        !clearOf(std::fabs(aligned[j] - jntPosRef(j)), Pi, bound[j])) {
-      return false;
-    }
+    if (std::isfinite(ref[j]) && !clearOf(std::fabs(q[j] - ref[j]), Pi, bound[j])) return false;
   }
   return true;
 }
@@ -606,8 +610,7 @@ Bool IkSolverPos_Tarvin2_6Dof::_all(const KDL::Frame& flangePos, const FrameErro
   if (poseCode < 0) return false;
   if (Trig::fast && poseCode == 0) {
     for (int k = 0; k < 8; ++k) {
-      if (solutions.status[k] == 0 &&
-          !_alignmentClear(solutions.jntPos[k], jntPosRef, jointError)) {
+      if (solutions.status[k] == 0 && !_alignedClear(solutions.jntPos[k], jntPosRef, jointError)) {
         return false;
       }
     }
@@ -620,7 +623,7 @@ Bool IkSolverPos_Tarvin2_6Dof::_all(const KDL::Frame& flangePos, const FrameErro
     } else if (solutions.status[k] == 0) {
       // Every solved candidate goes through what flangePosToJntPos does to the one it
       // selects, so that one comes out here bit for bit.
-      _intoReferenceTurns(q, jntPosRef);
+      if (!Trig::fast) _intoReferenceTurns(q, jntPosRef);  // _alignedClear did it
       solutions.status[k] = _alignedSingularity(q);
       if (solutions.status[k] == 0) _nearestTurns(q, jntPosRef);
     }

@@ -106,7 +106,9 @@ class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   template <class Trig>
   Int32 _candidatesWith(const KDL::Frame& flangePos, const FrameError& inputError, IkSolutions& raw,
                         Float64& jointError) const;
-  Bool _alignmentClear(const Float64* q, const MathVector& jntPosRef, Float64 error) const;
+  // _intoReferenceTurns, on the vector path: false when one of the decisions of steps 15 to
+  // 18 lies within its bound of its threshold (q then half done, to be dropped).
+  Bool _alignedClear(Float64* q, const MathVector& jntPosRef, Float64 error) const;
   // The turn alignment and singularity test of flangePosToJntPos's answer: each
   // joint into the reference's turn; 4 or 3 when q4 or q2 then lies within 1 degree of
   // 0, pi or -pi, else 0; each joint at most one turn towards the reference.
