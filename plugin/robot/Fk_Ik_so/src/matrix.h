@@ -22,7 +22,7 @@
 #include "vector.h"
 
 template <typename T>
-class Matrix {
+class FK_IK_SO_API Matrix {
  public:
   // An nr x nc matrix of zeros; both dimensions in 1 ... Max_Matrix_Dimension.
   Matrix(const UInt32& nr, const UInt32& nc);
@@ -138,10 +138,10 @@ class Matrix {
   // Inverts the n x n block a into out, which is written only on success. The
   // method follows `order` (1: reciprocal, 2 and 3: closed forms, else LU of order
   // n); passAtEps says whether an LU pivot product of exactly _eps passes.
-  Bool _getInvBlock(const T* a, const UInt32& n, const UInt32& order, const Bool& passAtEps,
-                    T* out);
+  FK_IK_SO_LOCAL Bool _getInvBlock(const T* a, const UInt32& n, const UInt32& order,
+                                   const Bool& passAtEps, T* out);
   // lpinv (left) and rpinv: the inverse of the normal matrix, then the product.
-  Bool _getPseudoInv(Matrix<T>& out, const Bool& left);
+  FK_IK_SO_LOCAL Bool _getPseudoInv(Matrix<T>& out, const Bool& left);
 
   T _data[Max_Matrix_Dimension * Max_Matrix_Dimension];
   UInt32 _n;

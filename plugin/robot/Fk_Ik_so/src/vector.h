@@ -13,7 +13,7 @@
 #include "fk_ik_types.h"
 
 template <typename T>
-class Vector {
+class FK_IK_SO_API Vector {
  public:
   // A vector of n zeros (n <= Max_Vector_Dimension); every slot starts at zero.
   explicit Vector(UInt32 n = 0);
