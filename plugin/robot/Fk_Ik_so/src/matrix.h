@@ -21,8 +21,11 @@
 #include "fk_ik_types.h"
 #include "vector.h"
 
+// Exported through the pragma rather than an attribute on the class: an attribute would
+// change how GCC spells the type in the assertion reports of the members.
+#pragma GCC visibility push(default)
 template <typename T>
-class FK_IK_SO_API Matrix {
+class Matrix {
  public:
   // An nr x nc matrix of zeros; both dimensions in 1 ... Max_Matrix_Dimension.
   Matrix(const UInt32& nr, const UInt32& nc);
@@ -149,5 +152,6 @@ class FK_IK_SO_API Matrix {
   UInt32 _nc;
   Float64 _eps;
 };
+#pragma GCC visibility pop
 
 #endif  // FK_IK_SO_MATRIX_H

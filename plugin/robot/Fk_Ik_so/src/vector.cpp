@@ -31,17 +31,6 @@ Vector<T1> elementWise(UInt32 n, F f) {
   return result;
 }
 
-// Element and index of the extremum of data[0 ... n-1]: the candidate starts at slot 0,
-// read even when n is 0, and a later element replaces it only where better() holds,
-// strictly. Ties keep the lowest index; a NaN neither replaces nor is replaced.
-template <typename T, typename Better>
-std::pair<T, UInt32> extremum(const T* data, UInt32 n, Better better) {
-  std::pair<T, UInt32> best(data[0], 0);
-  for (UInt32 i = 1; i < n; ++i)
-    if (better(data[i], best.first)) best = std::make_pair(data[i], i);
-  return best;
-}
-
 // x converted to T as GCC's code for x86-64 has always converted it, but with every case
 // defined: a plain cast is undefined out of range, and the sanitizer build stops there.
 // In range the conversion truncates toward zero. Out of range, and for a NaN, the
@@ -72,6 +61,17 @@ T fromDouble(Float64 x) {
 }
 
 }  // namespace
+
+// fabs clears the sign bit of float and double (-0.0 becomes 0.0); integers pass through
+// double, exact up to 2^53, and come back through fromDouble. short comes back through int,
+// as its other results do, so that |-32768| wraps to -32768 instead of leaving its range.
+template <typename T1>
+Vector<T1> Vector<T1>::abs() const {
+  using Promoted = decltype(+T1());
+  return elementWise<T1>(_n, [this](UInt32 i) {
+    return fromDouble<Promoted>(std::fabs(static_cast<Float64>(_data[i])));
+  });
+}
 
 // The difference keeps the promoted type of T: it wraps for int, long and the unsigned
 // types (whose wrapped difference is never negative), and is exact in int for short and
@@ -220,6 +220,21 @@ Vector<T1> Vector<T1>::project(const Vector<T1>& other) const {
   return result;
 }
 
+namespace {
+
+// Element and index of the extremum of data[0 ... n-1]: the candidate starts at slot 0,
+// read even when n is 0, and a later element replaces it only where better() holds,
+// strictly. Ties keep the lowest index; a NaN neither replaces nor is replaced.
+template <typename T, typename Better>
+std::pair<T, UInt32> extremum(const T* data, UInt32 n, Better better) {
+  std::pair<T, UInt32> best(data[0], 0);
+  for (UInt32 i = 1; i < n; ++i)
+    if (better(data[i], best.first)) best = std::make_pair(data[i], i);
+  return best;
+}
+
+}  // namespace
+
 template <typename T>
 Void Vector<T>::min(T& value, UInt32& index) const {
   std::tie(value, index) = extremum(_data, _n, std::less<T>());
@@ -248,17 +263,6 @@ T Vector<T>::max() const {
 template <typename T>
 UInt32 Vector<T>::maxIndex() const {
   return extremum(_data, _n, std::greater<T>()).second;
-}
-
-// fabs clears the sign bit of float and double (-0.0 becomes 0.0); integers pass through
-// double, exact up to 2^53, and come back through fromDouble. short comes back through int,
-// as its other results do, so that |-32768| wraps to -32768 instead of leaving its range.
-template <typename T1>
-Vector<T1> Vector<T1>::abs() const {
-  using Promoted = decltype(+T1());
-  return elementWise<T1>(_n, [this](UInt32 i) {
-    return fromDouble<Promoted>(std::fabs(static_cast<Float64>(_data[i])));
-  });
 }
 
 template <typename T>

@@ -12,8 +12,11 @@
 
 #include "fk_ik_types.h"
 
+// Exported through the pragma rather than an attribute on the class: an attribute would
+// change how GCC spells the type in the assertion reports of the members.
+#pragma GCC visibility push(default)
 template <typename T>
-class FK_IK_SO_API Vector {
+class Vector {
  public:
   // A vector of n zeros (n <= Max_Vector_Dimension); every slot starts at zero.
   explicit Vector(UInt32 n = 0);
@@ -107,6 +110,7 @@ class FK_IK_SO_API Vector {
   T _data[Max_Vector_Dimension];
   UInt32 _n;
 };
+#pragma GCC visibility pop
 
 typedef Vector<Float64> MathVector;
 
