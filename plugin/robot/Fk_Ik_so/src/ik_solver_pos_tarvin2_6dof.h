@@ -10,13 +10,12 @@
 #ifndef FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 #define FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 
-// <cassert>, <cmath> and simd_trig.h serve the solver's source file, whose constructor
-// and entry point keep their assertions at fixed lines (their reports name file and line).
+// <cassert> and <cmath> serve the solver's source file, whose constructor and entry point
+// keep their assertions at fixed lines (their reports name file and line).
 #include <cassert>
 #include <cmath>
 
 #include "ik_solver_pos.h"
-#include "simd_trig.h"
 
 // The eight candidate solutions of one flange pose, in candidate order: candidate k takes
 // shoulder branch k >> 2, wrist branch (k >> 1) & 1 and elbow branch k & 1. A fixed-size
@@ -34,7 +33,7 @@ struct IkSolutions {
   Int32 status[8];
 };
 
-class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
+class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
  public:
   // chainMDH4 must have six joints (asserted).
   explicit IkSolverPos_Tarvin2_6Dof(Chain_MDH4* chainMDH4);
@@ -93,28 +92,30 @@ class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   // false and writes nothing when a decision lies too near its threshold for the vector
   // functions' values to take it as libm's would; with LibmTrig it returns true.
   template <class Trig>
-  Bool _solve(const KDL::Frame& flangePos, const FrameError& inputError,
-              const MathVector& jntPosRef, Int32 mode, MathVector& jntPos, Int32& code);
+  FK_IK_SO_LOCAL Bool _solve(const KDL::Frame& flangePos, const FrameError& inputError,
+                             const MathVector& jntPosRef, Int32 mode, MathVector& jntPos,
+                             Int32& code);
   // flangePosToAllJntPos likewise.
   template <class Trig>
-  Bool _all(const KDL::Frame& flangePos, const FrameError& inputError, const MathVector& jntPosRef,
-            IkSolutions& solutions, Int32& code);
+  FK_IK_SO_LOCAL Bool _all(const KDL::Frame& flangePos, const FrameError& inputError,
+                           const MathVector& jntPosRef, IkSolutions& solutions, Int32& code);
   template <class Trig>
-  Bool _referenceMode(const MathVector& jntPosRef, Int32& targetMode, Int32& code) const;
+  FK_IK_SO_LOCAL Bool _referenceMode(const MathVector& jntPosRef, Int32& targetMode,
+                                     Int32& code) const;
   // The closed form of the eight candidates, before any turn alignment; -1 when (vector
   // functions only) a decision or the joints' error bound, jointError, is too near.
   template <class Trig>
-  Int32 _candidatesWith(const KDL::Frame& flangePos, const FrameError& inputError, IkSolutions& raw,
-                        Float64& jointError) const;
+  FK_IK_SO_LOCAL Int32 _candidatesWith(const KDL::Frame& flangePos, const FrameError& inputError,
+                                       IkSolutions& raw, Float64& jointError) const;
   // _intoReferenceTurns, on the vector path: false when one of the decisions of steps 15 to
   // 18 lies within its bound of its threshold (q then half done, to be dropped).
-  Bool _alignedClear(Float64* q, const MathVector& jntPosRef, Float64 error) const;
+  FK_IK_SO_LOCAL Bool _alignedClear(Float64* q, const MathVector& jntPosRef, Float64 error) const;
   // The turn alignment and singularity test of flangePosToJntPos's answer: each
   // joint into the reference's turn; 4 or 3 when q4 or q2 then lies within 1 degree of
   // 0, pi or -pi, else 0; each joint at most one turn towards the reference.
-  Void _intoReferenceTurns(Float64* q, const MathVector& jntPosRef) const;
-  Int32 _alignedSingularity(const Float64* q) const;
-  Void _nearestTurns(Float64* q, const MathVector& jntPosRef) const;
+  FK_IK_SO_LOCAL Void _intoReferenceTurns(Float64* q, const MathVector& jntPosRef) const;
+  FK_IK_SO_LOCAL Int32 _alignedSingularity(const Float64* q) const;
+  FK_IK_SO_LOCAL Void _nearestTurns(Float64* q, const MathVector& jntPosRef) const;
 };
 
 #endif  // FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H

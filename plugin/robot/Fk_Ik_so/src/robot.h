@@ -22,7 +22,7 @@
 #include "ik_solver_pos_tarvin2_6dof.h"
 #include "vector.h"
 
-class Robot {
+class FK_IK_SO_API Robot {
  public:
   // Builds the chain from the six records, then the forward and the inverse solver.
   explicit Robot(const std::vector<MDH>& mdh);
@@ -63,11 +63,11 @@ class Robot {
   // The flange frame of a TCP pose vector: the tool removed on the right, with the sines
   // and cosines of Trig (LibmTrig or VectorTrig of simd_trig.h).
   template <class Trig>
-  KDL::Frame _flangeOfTcp(const MathVector& tcpPosIn, const Tool& tool) const;
+  FK_IK_SO_LOCAL KDL::Frame _flangeOfTcp(const MathVector& tcpPosIn, const Tool& tool) const;
   // The bound of the vector-built frame's departure from libm's; false when it cannot be
   // bounded (angles too large or not numbers).
-  Bool _flangeError(const MathVector& tcpPosIn, const Tool& tool,
-                    IkSolverPos_Tarvin2_6Dof::FrameError& error) const;
+  FK_IK_SO_LOCAL Bool _flangeError(const MathVector& tcpPosIn, const Tool& tool,
+                                   IkSolverPos_Tarvin2_6Dof::FrameError& error) const;
 
   Chain_MDH4* _chainMDH4;
   FkSolverPos_Tarvin2_6Dof* _fkSolverPos;
