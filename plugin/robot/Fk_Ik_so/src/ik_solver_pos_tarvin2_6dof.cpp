@@ -67,11 +67,11 @@ inline Bool branchClear(Float64 y, Float64 x, Float64 yError) {
 
 }  // namespace
 
-// Steps 3 to 20 with the functions of Trig. With libm (Trig::fast false) this is the
-// designed computation and returns true. With the vector functions every decision is taken
-// on values that differ from libm's by at most a bound derived from the magnitudes of the
-// terms that formed them; returns false, writing nothing, when a decision lies within its
-// bound of the threshold, or the joints' bound exceeds LargestJointError.
+// flangePosToJntPos after its assertion, with the functions of Trig. With libm (Trig::fast
+// false) this is the designed computation and returns true. With the vector functions every
+// decision is taken on values that differ from libm's by at most a bound derived from the
+// magnitudes of the terms that formed them; returns false, writing nothing, when a decision lies
+// within its bound of the threshold, or the joints' bound exceeds LargestJointError.
 template <class Trig>
 Bool IkSolverPos_Tarvin2_6Dof::_solve(const KDL::Frame& flangePos, const FrameError& inputError,
                                       const MathVector& jntPosRef, Int32 mode, MathVector& jntPos,
@@ -146,7 +146,7 @@ Bool IkSolverPos_Tarvin2_6Dof::_solve(const KDL::Frame& flangePos, const FrameEr
   return true;
 }
 
-// The reference's configuration mode (step 3): getMode_6dof's, its five sines taken in two
+// The reference's configuration mode: getMode_6dof's, its five sines taken in two
 // calls. Returns false (vector functions only) when a quantity lies within its bound of 0
 // or of 1e-6.
 template <class Trig>
@@ -180,12 +180,11 @@ Bool IkSolverPos_Tarvin2_6Dof::_referenceMode(const MathVector& jntPosRef, Int32
   return true;
 }
 
-// Moves a candidate's joints q into the reference's turns (steps 15 and 16), testing the
-// decisions of steps 15 to 18 on them, each joint within `error` of libm's: false when one
-// lies within its bound of its threshold. The turn counts change at
-// odd multiples of pi; a joint at a multiple of a quarter turn is a value hosts send
-// exactly (home positions), and libm then gives it exactly, so such joints are left to
-// libm as well.
+// Moves a candidate's joints q into the reference's turns, testing the decisions of the
+// turn counts, the 1 degree tests and the nearest-turn test on them, each joint within `error` of
+// libm's: false when one lies within its bound of its threshold. The turn counts change at odd
+// multiples of pi; a joint at a multiple of a quarter turn is a value hosts send exactly (home
+// positions), and libm then gives it exactly, so such joints are left to libm as well.
 Bool IkSolverPos_Tarvin2_6Dof::_alignedClear(Float64* q, const MathVector& jntPosRef,
                                              Float64 error) const {
   const Float64 quarterTurn = 0.5 * Pi, quartersPerRadian = 2 / Pi;
@@ -222,10 +221,10 @@ Bool IkSolverPos_Tarvin2_6Dof::_alignedClear(Float64* q, const MathVector& jntPo
 // reach (D < 0; mode 0). Returns 6 (wrist centre on or inside the offset cylinder) or 2
 // (just outside it) for the pose as a whole, and then fills nothing.
 //
-// _candidates with the functions of Trig. With the vector functions it also bounds how far
+// Computed with the functions of Trig. With the vector functions it also bounds how far
 // its values may lie from libm's, from the magnitudes of the terms that formed them and
 // the inputs' own error (a frame built with the vector functions), and returns -1 when a
-// decision (L against 0 and the shoulder limit, the clamp of step 10, D against 0, the
+// decision (L against 0 and the shoulder limit, the wrist cosine's clamp, D against 0, the
 // mode quantities against 0 and 1e-6, an arc tangent's branch cut) lies within its bound
 // or the joints' bound, jointError, exceeds LargestJointError.
 template <class Trig>

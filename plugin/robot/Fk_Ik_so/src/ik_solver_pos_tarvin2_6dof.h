@@ -87,7 +87,7 @@ class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
     Float64 position;
   };
 
-  // flangePosToJntPos (steps 3 to 20) with the trigonometric functions of Trig (LibmTrig or
+  // flangePosToJntPos after its assertion, with the trigonometric functions of Trig (LibmTrig or
   // VectorTrig of simd_trig.h), into code and, on 0, jntPos. With VectorTrig it returns
   // false and writes nothing when a decision lies too near its threshold for the vector
   // functions' values to take it as libm's would; with LibmTrig it returns true.
@@ -107,8 +107,9 @@ class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   template <class Trig>
   FK_IK_SO_LOCAL Int32 _candidatesWith(const KDL::Frame& flangePos, const FrameError& inputError,
                                        IkSolutions& raw, Float64& jointError) const;
-  // _intoReferenceTurns, on the vector path: false when one of the decisions of steps 15 to
-  // 18 lies within its bound of its threshold (q then half done, to be dropped).
+  // _intoReferenceTurns, on the vector path: false when one of the decisions of the turn
+  // alignment and the tests after it lies within its bound of its threshold (q then half
+  // done, to be dropped).
   FK_IK_SO_LOCAL Bool _alignedClear(Float64* q, const MathVector& jntPosRef, Float64 error) const;
   // The turn alignment and singularity test of flangePosToJntPos's answer: each
   // joint into the reference's turn; 4 or 3 when q4 or q2 then lies within 1 degree of
