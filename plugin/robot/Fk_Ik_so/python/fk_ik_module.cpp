@@ -1,0 +1,370 @@
+// _fk_ik: the Python extension behind the fk_ik package. It wraps one Robot per Python
+// object and calls it one pose at a time or in batches split over threads of its own.
+//
+// Every value a Python caller passes is checked here before the library sees it (shape,
+// numeric type, finiteness), so that a mistake raises ValueError or TypeError instead of
+// tripping one of the library's assertions, which would abort the interpreter.
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "chain_mdh4.h"
+#include "fk_solver_pos.h"
+#include "jacobian.h"
+#include "robot.h"
+
+namespace py = pybind11;
+
+namespace {
+
+using Array = py::array_t<double, py::array::c_style | py::array::forcecast>;
+
+// The result codes as the Python enum fk_ik.Code; members are looked up by value.
+const char* const kCodeNames[] = {"SOLVED",         "NO_MODEL",       "SHOULDER_SINGULAR",
+                                  "ELBOW_SINGULAR", "WRIST_SINGULAR", "INVALID_MODE",
+                                  "OUT_OF_REACH",   "NO_SOLUTION"};
+const int kCodeCount = sizeof(kCodeNames) / sizeof(kCodeNames[0]);
+// The members, referenced for the life of the process: a module-level py::object would be
+// released after the interpreter has gone.
+PyObject* codeMembers[kCodeCount] = {};
+
+py::object codeObject(Int32 code) {
+  if (code >= 0 && code < kCodeCount) return py::reinterpret_borrow<py::object>(codeMembers[code]);
+  return py::int_(code);
+}
+
+std::string shapeText(const std::vector<py::ssize_t>& shape) {
+  std::string text = "(";
+  for (size_t i = 0; i < shape.size(); ++i) {
+    text += shape[i] < 0 ? "n" : std::to_string(shape[i]);
+    text += shape.size() == 1 ? "," : (i + 1 < shape.size() ? ", " : "");
+  }
+  return text + ")";
+}
+
+// obj as a C-ordered float64 array, after checking that it holds integers or floats, that
+// its shape is one of `shapes` (-1: any length) and, unless allowInfinite, that every value
+// is finite; allowInfinite still refuses NaN.
+Array checkedArray(py::handle obj, const char* name,
+                   const std::vector<std::vector<py::ssize_t>>& shapes,
+                   bool allowInfinite = false) {
+  const std::string what = name;
+  std::string wanted = shapeText(shapes[0]);
+  for (size_t i = 1; i < shapes.size(); ++i) wanted += " or " + shapeText(shapes[i]);
+  if (obj.is_none()) throw py::type_error(what + " must be an array of numbers, not None");
+  // numpy.asarray, kept for the life of the process like the code members.
+  static PyObject* asarray =
+      py::object(py::module_::import("numpy").attr("asarray")).release().ptr();
+  py::array a;
+  if (py::isinstance<py::array>(obj)) {
+    a = py::reinterpret_borrow<py::array>(obj);
+  } else {
+    try {
+      a = py::reinterpret_borrow<py::object>(asarray)(obj);
+    } catch (py::error_already_set& e) {
+      // numpy refuses ragged nested sequences with ValueError: a shape problem.
+      if (!e.matches(PyExc_ValueError)) throw;
+      throw py::value_error(what + " must have shape " + wanted + ": " +
+                            std::string(py::str(e.value())));
+    }
+  }
+  const char kind = a.dtype().kind();
+  if (kind != 'i' && kind != 'u' && kind != 'f') {
+    throw py::type_error(what + " must hold numbers (integers or floats), got dtype " +
+                         std::string(py::str(a.dtype())));
+  }
+  bool shapeOk = false;
+  for (const std::vector<py::ssize_t>& shape : shapes) {
+    bool same = a.ndim() == static_cast<py::ssize_t>(shape.size());
+    for (size_t i = 0; same && i < shape.size(); ++i) same = shape[i] < 0 || a.shape(i) == shape[i];
+    shapeOk = shapeOk || same;
+  }
+  if (!shapeOk) {
+    throw py::value_error(what + " must have shape " + wanted + ", got " +
+                          shapeText(std::vector<py::ssize_t>(a.shape(), a.shape() + a.ndim())));
+  }
+  Array values(a);
+  const double* p = values.data();
+  for (py::ssize_t i = 0; i < values.size(); ++i) {
+    if (std::isnan(p[i]) || (!allowInfinite && std::isinf(p[i]))) {
+      throw py::value_error(what + " must be " + (allowInfinite ? "free of NaN" : "finite") +
+                            ": element " + std::to_string(i) + " (flat index) is " +
+                            std::string(py::str(py::float_(p[i]))));
+    }
+  }
+  return values;
+}
+
+Tool toolOf(const py::object& tool) {
+  Tool t{0, 0, 0, 0, 0, 0};
+  if (tool.is_none()) return t;
+  const Array a = checkedArray(tool, "tool", {{6}});
+  const double* p = a.data();
+  t.x = p[0];
+  t.y = p[1];
+  t.z = p[2];
+  t.rx = p[3];
+  t.ry = p[4];
+  t.rz = p[5];
+  return t;
+}
+
+MathVector vectorOf(const double* p) {
+  MathVector v(6);
+  v = p;
+  return v;
+}
+
+// The worker count of a batch: `threads` (None: the machine's cores), but no more than one
+// per kMinRows rows, since starting a thread costs about as much as that many calls.
+const py::ssize_t kMinRows = 256;
+py::ssize_t workerCount(const py::object& threads, py::ssize_t rows) {
+  py::ssize_t wanted = std::max(1u, std::thread::hardware_concurrency());
+  if (!threads.is_none()) {
+    PyObject* index = py::isinstance<py::bool_>(threads) ? nullptr : PyNumber_Index(threads.ptr());
+    if (index == nullptr) {
+      PyErr_Clear();
+      throw py::type_error("threads must be an int or None");
+    }
+    wanted = std::min<py::ssize_t>(PyLong_AsSsize_t(index), 1024);
+    Py_DECREF(index);
+    if (wanted == -1 && PyErr_Occurred()) {
+      PyErr_Clear();
+      wanted = 1024;
+    }
+    if (wanted < 1) throw py::value_error("threads must be at least 1");
+  }
+  return std::max<py::ssize_t>(1, std::min(wanted, rows / kMinRows));
+}
+
+// Calls rowsFrom(begin, end) over [0, rows) split into `workers` contiguous chunks, the first
+// on the calling thread, without the GIL. Each row's answer depends on that row alone, so
+// the split never changes a result. A thread that cannot be started leaves its chunk to
+// the calling thread.
+template <class RowsFrom>
+void forChunks(py::ssize_t rows, py::ssize_t workers, const RowsFrom& rowsFrom) {
+  py::gil_scoped_release released;
+  const py::ssize_t chunk = (rows + workers - 1) / std::max<py::ssize_t>(workers, 1);
+  std::vector<std::thread> started;
+  std::vector<py::ssize_t> leftOver;
+  for (py::ssize_t begin = chunk; begin < rows; begin += chunk) {
+    const py::ssize_t end = std::min(rows, begin + chunk);
+    try {
+      started.emplace_back([&rowsFrom, begin, end] { rowsFrom(begin, end); });
+    } catch (const std::system_error&) {
+      leftOver.push_back(begin);
+    }
+  }
+  rowsFrom(0, std::min(rows, chunk));
+  for (py::ssize_t begin : leftOver) rowsFrom(begin, std::min(rows, begin + chunk));
+  for (std::thread& t : started) t.join();
+}
+
+class PyRobot {
+ public:
+  explicit PyRobot(const py::object& mdh)
+      : records_(recordsOf(mdh)), robot_(records_), chain_(6, &records_), fkSolver_(&chain_) {}
+
+  py::array_t<double> mdh() const {
+    py::array_t<double> out({6, 4});
+    auto o = out.mutable_unchecked<2>();
+    for (int i = 0; i < 6; ++i) {
+      o(i, 0) = records_[i].a;
+      o(i, 1) = records_[i].alpha;
+      o(i, 2) = records_[i].d;
+      o(i, 3) = records_[i].theta;
+    }
+    return out;
+  }
+
+  py::array_t<double> fk(const py::object& q, const py::object& tool) {
+    const Array jnt = checkedArray(q, "q", {{6}});
+    const Tool t = toolOf(tool);
+    py::array_t<double> pose(6);
+    fkRow(jnt.data(), t, pose.mutable_data());
+    return pose;
+  }
+
+  py::tuple ik(const py::object& pose, const py::object& ref, const py::object& tool) {
+    const Array tcp = checkedArray(pose, "pose", {{6}});
+    const Array r = checkedArray(ref, "ref", {{6}});
+    const Tool t = toolOf(tool);
+    py::array_t<double> q(6);
+    const Int32 code = ikRow(tcp.data(), t, r.data(), q.mutable_data());
+    return py::make_tuple(codeObject(code), q);
+  }
+
+  py::array_t<double> jacobian(const py::object& q, const py::object& tool) {
+    const Array jnt = checkedArray(q, "q", {{6}});
+    const Tool t = toolOf(tool);
+    MathJacobian j(6, 6);
+    fkSolver_.jntPosToJacobians(vectorOf(jnt.data()), t, j);
+    return matrixOf(j);
+  }
+
+  py::tuple jacobianDot(const py::object& q, const py::object& qd, const py::object& tool) {
+    const Array jnt = checkedArray(q, "q", {{6}});
+    const Array vel = checkedArray(qd, "qd", {{6}});
+    const Tool t = toolOf(tool);
+    MathJacobian j(6, 6), jDot(6, 6);
+    fkSolver_.jntPosToJacobiansDot(vectorOf(jnt.data()), vectorOf(vel.data()), t, j, jDot);
+    return py::make_tuple(matrixOf(j), matrixOf(jDot));
+  }
+
+  py::tuple mode(const py::object& q, bool check) {
+    const Array jnt = checkedArray(q, "q", {{6}});
+    Int32 m = 0;
+    const Int32 code = chain_.getMode_6dof(vectorOf(jnt.data()), m, check);
+    return py::make_tuple(codeObject(code), m);
+  }
+
+  py::array_t<double> fkMany(const py::object& qs, const py::object& tool,
+                             const py::object& threads) {
+    const Array jnt = checkedArray(qs, "Q", {{-1, 6}});
+    const Tool t = toolOf(tool);
+    const py::ssize_t rows = jnt.shape(0);
+    py::array_t<double> poses({rows, py::ssize_t(6)});
+    const double* in = jnt.data();
+    double* out = poses.mutable_data();
+    forChunks(rows, workerCount(threads, rows), [&](py::ssize_t begin, py::ssize_t end) {
+      for (py::ssize_t i = begin; i < end; ++i) fkRow(in + 6 * i, t, out + 6 * i);
+    });
+    return poses;
+  }
+
+  py::tuple ikMany(const py::object& poses, const py::object& ref, const py::object& tool,
+                   const py::object& threads) {
+    const Array tcp = checkedArray(poses, "P", {{-1, 6}});
+    const py::ssize_t rows = tcp.shape(0);
+    // One reference for every row, or one per row.
+    const Array refs = checkedArray(ref, "ref", {{6}, {rows, 6}});
+    const py::ssize_t refStride = refs.ndim() == 1 ? 0 : 6;
+    const Tool t = toolOf(tool);
+    py::array_t<Int32> codes(rows);
+    py::array_t<double> joints({rows, py::ssize_t(6)});
+    const double* in = tcp.data();
+    const double* r = refs.data();
+    Int32* c = codes.mutable_data();
+    double* out = joints.mutable_data();
+    forChunks(rows, workerCount(threads, rows), [&](py::ssize_t begin, py::ssize_t end) {
+      for (py::ssize_t i = begin; i < end; ++i) {
+        c[i] = ikRow(in + 6 * i, t, r + refStride * i, out + 6 * i);
+      }
+    });
+    return py::make_tuple(codes, joints);
+  }
+
+ private:
+  static std::vector<MDH> recordsOf(const py::object& mdh) {
+    const Array a = checkedArray(mdh, "mdh", {{6, 4}});
+    std::vector<MDH> records(6);
+    auto p = a.unchecked<2>();
+    for (int i = 0; i < 6; ++i) {
+      records[i].a = p(i, 0);
+      records[i].alpha = p(i, 1);
+      records[i].d = p(i, 2);
+      records[i].theta = p(i, 3);
+    }
+    return records;
+  }
+
+  static py::array_t<double> matrixOf(const MathJacobian& j) {
+    py::array_t<double> out({6, 6});
+    auto o = out.mutable_unchecked<2>();
+    for (UInt32 r = 0; r < 6; ++r) {
+      for (UInt32 c = 0; c < 6; ++c) o(r, c) = j(r, c);
+    }
+    return out;
+  }
+
+  void fkRow(const double* q, const Tool& t, double* pose) {
+    MathVector out(6);
+    robot_.jntPosToTcpPos(vectorOf(q), t, out);
+    for (UInt32 i = 0; i < 6; ++i) pose[i] = out(i);
+  }
+
+  // Six zeros on failure, as the exported function writes them.
+  Int32 ikRow(const double* tcp, const Tool& t, const double* ref, double* q) {
+    MathVector out(6);
+    const Int32 code = robot_.tcpPosToJntPos(vectorOf(tcp), t, vectorOf(ref), out);
+    for (UInt32 i = 0; i < 6; ++i) q[i] = out(i);
+    return code;
+  }
+
+  std::vector<MDH> records_;
+  Robot robot_;
+  // A chain of the same records for the members the facade does not offer: the modes and
+  // the Jacobians. It never changes, like the facade's own.
+  Chain_MDH4 chain_;
+  FkSolverPos fkSolver_;
+};
+
+}  // namespace
+
+PYBIND11_MODULE(_fk_ik, m) {
+  m.doc() = "Compiled core of the fk_ik package; import fk_ik instead.";
+
+  py::list members;
+  for (int i = 0; i < kCodeCount; ++i) members.append(py::make_tuple(kCodeNames[i], i));
+  py::object code =
+      py::module_::import("enum").attr("IntEnum")("Code", members, py::arg("module") = "fk_ik");
+  code.attr("__doc__") =
+      "Result codes of the kinematics: SOLVED 0; NO_MODEL 1 (the C functions only, never "
+      "returned here); SHOULDER_SINGULAR 2, ELBOW_SINGULAR 3, WRIST_SINGULAR 4; INVALID_MODE 5; "
+      "OUT_OF_REACH 6 (the wrist centre lies within the offset cylinder around joint 1's axis); "
+      "NO_SOLUTION 7 (none in the requested configuration, e.g. beyond the arm's reach).";
+  for (int i = 0; i < kCodeCount; ++i) codeMembers[i] = code(i).release().ptr();
+  m.attr("Code") = code;
+
+  py::class_<PyRobot>(m, "Robot",
+                      R"(A 6-axis arm given by modified DH parameters (Craig's convention).
+
+Frames: poses are of the tool centre point (TCP) in the arm's base frame; the tool is the
+TCP relative to the flange, [x, y, z, rx, ry, rz] (translation in flange coordinates,
+then roll, pitch, yaw). A pose is [x, y, z, roll, pitch, yaw]: the position, then the
+rotation Rz(yaw) Ry(pitch) Rx(roll) about the base's fixed axes. Lengths are in the unit
+of the arm's parameters, angles in radians, joints ordered from the base.
+
+Every array argument takes any array-like of integers or floats. A wrong shape or a value
+that is not finite raises ValueError, a non-numeric type TypeError; nothing reaches the
+library unchecked. The calls hold no lock: one Robot may serve many threads.)")
+      .def(py::init<const py::object&>(), py::arg("mdh"),
+           "mdh: 6 x 4 array-like, one row per joint from the base: a, alpha, d, theta "
+           "(lengths in any unit, angles in radians).")
+      .def_property_readonly("mdh", &PyRobot::mdh, "The 6 x 4 parameters (a copy).")
+      .def("fk", &PyRobot::fk, py::arg("q"), py::arg("tool") = py::none(),
+           "TCP pose [x, y, z, roll, pitch, yaw] of the joint positions q (6, radians).")
+      .def("ik", &PyRobot::ik, py::arg("pose"), py::arg("ref"), py::arg("tool") = py::none(),
+           "(code, q): the joint positions that put the TCP at pose, in the configuration "
+           "mode and the turns of the reference joint position ref. code is a Code; q is six "
+           "zeros unless code is SOLVED.")
+      .def("jacobian", &PyRobot::jacobian, py::arg("q"), py::arg("tool") = py::none(),
+           "6 x 6 velocity Jacobian of the TCP in the base frame: column i maps joint i's "
+           "velocity (rad/s) to the TCP's linear (rows 0-2, length unit/s) and angular "
+           "(rows 3-5, rad/s) velocity.")
+      .def("jacobian_dot", &PyRobot::jacobianDot, py::arg("q"), py::arg("qd"),
+           py::arg("tool") = py::none(),
+           "(J, Jdot): the Jacobian and its time derivative for the joint velocity qd "
+           "(rad/s) as the library computes it (the angular rows are the exact derivative).")
+      .def("mode", &PyRobot::mode, py::arg("q"), py::arg("check") = true,
+           "(code, mode): the configuration mode (0 ... 7, bits 4 shoulder, 2 elbow, 1 wrist) "
+           "of q. With check, a singular q gives SHOULDER_, ELBOW_ or WRIST_SINGULAR and "
+           "mode 0.")
+      .def("fk_many", &PyRobot::fkMany, py::arg("Q"), py::arg("tool") = py::none(),
+           py::arg("threads") = py::none(),
+           "n x 6 poses of the n x 6 joint positions Q, computed without the GIL on up to "
+           "`threads` threads (default: the machine's cores); each row equals fk of that row.")
+      .def("ik_many", &PyRobot::ikMany, py::arg("P"), py::arg("ref"), py::arg("tool") = py::none(),
+           py::arg("threads") = py::none(),
+           "(codes, Q): int32 codes (n) and n x 6 joint positions of the n x 6 poses P, ref "
+           "one joint position (6) for every row or one per row (n x 6). Computed without the "
+           "GIL on up to `threads` threads (default: the machine's cores); each row equals ik "
+           "of that row.");
+}
