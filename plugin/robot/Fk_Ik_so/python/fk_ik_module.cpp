@@ -40,25 +40,31 @@ py::object codeObject(Int32 code) {
   return py::int_(code);
 }
 
-std::string shapeText(const std::vector<py::ssize_t>& shape) {
-  std::string text = "(";
-  for (size_t i = 0; i < shape.size(); ++i) {
-    text += shape[i] < 0 ? "n" : std::to_string(shape[i]);
-    text += shape.size() == 1 ? "," : (i + 1 < shape.size() ? ", " : "");
-  }
-  return text + ")";
+// An array shape a caller may pass: `rows` values (1-D, columns 0) or rows x columns; rows
+// -1 stands for any count.
+struct Shape {
+  py::ssize_t rows;
+  py::ssize_t columns;
+};
+
+std::string shapeText(Shape shape) {
+  const std::string rows = shape.rows < 0 ? "n" : std::to_string(shape.rows);
+  return shape.columns == 0 ? "(" + rows + ",)"
+                            : "(" + rows + ", " + std::to_string(shape.columns) + ")";
 }
 
 // obj as a C-ordered float64 array, after checking that it holds integers or floats, that
-// its shape is one of `shapes` (-1: any length) and, unless allowInfinite, that every value
-// is finite; allowInfinite still refuses NaN.
-Array checkedArray(py::handle obj, const char* name,
-                   const std::vector<std::vector<py::ssize_t>>& shapes,
+// its shape is one of `shapes` and, unless allowInfinite, that every value is finite;
+// allowInfinite still refuses NaN. The messages are built only when they are needed.
+Array checkedArray(py::handle obj, const char* name, std::initializer_list<Shape> shapes,
                    bool allowInfinite = false) {
-  const std::string what = name;
-  std::string wanted = shapeText(shapes[0]);
-  for (size_t i = 1; i < shapes.size(); ++i) wanted += " or " + shapeText(shapes[i]);
-  if (obj.is_none()) throw py::type_error(what + " must be an array of numbers, not None");
+  const auto wanted = [&] {
+    std::string text;
+    for (const Shape& shape : shapes) text += (text.empty() ? "" : " or ") + shapeText(shape);
+    return text;
+  };
+  if (obj.is_none())
+    throw py::type_error(std::string(name) + " must be an array of numbers, not None");
   // numpy.asarray, kept for the life of the process like the code members.
   static PyObject* asarray =
       py::object(py::module_::import("numpy").attr("asarray")).release().ptr();
@@ -71,31 +77,37 @@ Array checkedArray(py::handle obj, const char* name,
     } catch (py::error_already_set& e) {
       // numpy refuses ragged nested sequences with ValueError: a shape problem.
       if (!e.matches(PyExc_ValueError)) throw;
-      throw py::value_error(what + " must have shape " + wanted + ": " +
+      throw py::value_error(std::string(name) + " must have shape " + wanted() + ": " +
                             std::string(py::str(e.value())));
     }
   }
   const char kind = a.dtype().kind();
   if (kind != 'i' && kind != 'u' && kind != 'f') {
-    throw py::type_error(what + " must hold numbers (integers or floats), got dtype " +
+    throw py::type_error(std::string(name) + " must hold numbers (integers or floats), got dtype " +
                          std::string(py::str(a.dtype())));
   }
   bool shapeOk = false;
-  for (const std::vector<py::ssize_t>& shape : shapes) {
-    bool same = a.ndim() == static_cast<py::ssize_t>(shape.size());
-    for (size_t i = 0; same && i < shape.size(); ++i) same = shape[i] < 0 || a.shape(i) == shape[i];
-    shapeOk = shapeOk || same;
+  for (const Shape& shape : shapes) {
+    shapeOk = shapeOk ||
+              (shape.columns == 0 ? a.ndim() == 1 && a.shape(0) == shape.rows
+                                  : a.ndim() == 2 && (shape.rows < 0 || a.shape(0) == shape.rows) &&
+                                        a.shape(1) == shape.columns);
   }
   if (!shapeOk) {
-    throw py::value_error(what + " must have shape " + wanted + ", got " +
-                          shapeText(std::vector<py::ssize_t>(a.shape(), a.shape() + a.ndim())));
+    std::string got = "(";
+    for (py::ssize_t i = 0; i < a.ndim(); ++i) {
+      got += std::to_string(a.shape(i)) + (a.ndim() == 1 ? "," : i + 1 < a.ndim() ? ", " : "");
+    }
+    throw py::value_error(std::string(name) + " must have shape " + wanted() + ", got " + got +
+                          ")");
   }
-  Array values(a);
+  Array values = Array::ensure(a);
   const double* p = values.data();
   for (py::ssize_t i = 0; i < values.size(); ++i) {
     if (std::isnan(p[i]) || (!allowInfinite && std::isinf(p[i]))) {
-      throw py::value_error(what + " must be " + (allowInfinite ? "free of NaN" : "finite") +
-                            ": element " + std::to_string(i) + " (flat index) is " +
+      throw py::value_error(std::string(name) + " must be " +
+                            (allowInfinite ? "free of NaN" : "finite") + ": element " +
+                            std::to_string(i) + " (flat index) is " +
                             std::string(py::str(py::float_(p[i]))));
     }
   }
@@ -105,7 +117,7 @@ Array checkedArray(py::handle obj, const char* name,
 Tool toolOf(const py::object& tool) {
   Tool t{0, 0, 0, 0, 0, 0};
   if (tool.is_none()) return t;
-  const Array a = checkedArray(tool, "tool", {{6}});
+  const Array a = checkedArray(tool, "tool", {{6, 0}});
   const double* p = a.data();
   t.x = p[0];
   t.y = p[1];
@@ -185,7 +197,7 @@ class PyRobot {
   }
 
   py::array_t<double> fk(const py::object& q, const py::object& tool) {
-    const Array jnt = checkedArray(q, "q", {{6}});
+    const Array jnt = checkedArray(q, "q", {{6, 0}});
     const Tool t = toolOf(tool);
     py::array_t<double> pose(6);
     fkRow(jnt.data(), t, pose.mutable_data());
@@ -193,8 +205,8 @@ class PyRobot {
   }
 
   py::tuple ik(const py::object& pose, const py::object& ref, const py::object& tool) {
-    const Array tcp = checkedArray(pose, "pose", {{6}});
-    const Array r = checkedArray(ref, "ref", {{6}});
+    const Array tcp = checkedArray(pose, "pose", {{6, 0}});
+    const Array r = checkedArray(ref, "ref", {{6, 0}});
     const Tool t = toolOf(tool);
     py::array_t<double> q(6);
     const Int32 code = ikRow(tcp.data(), t, r.data(), q.mutable_data());
@@ -202,7 +214,7 @@ class PyRobot {
   }
 
   py::array_t<double> jacobian(const py::object& q, const py::object& tool) {
-    const Array jnt = checkedArray(q, "q", {{6}});
+    const Array jnt = checkedArray(q, "q", {{6, 0}});
     const Tool t = toolOf(tool);
     MathJacobian j(6, 6);
     fkSolver_.jntPosToJacobians(vectorOf(jnt.data()), t, j);
@@ -210,8 +222,8 @@ class PyRobot {
   }
 
   py::tuple jacobianDot(const py::object& q, const py::object& qd, const py::object& tool) {
-    const Array jnt = checkedArray(q, "q", {{6}});
-    const Array vel = checkedArray(qd, "qd", {{6}});
+    const Array jnt = checkedArray(q, "q", {{6, 0}});
+    const Array vel = checkedArray(qd, "qd", {{6, 0}});
     const Tool t = toolOf(tool);
     MathJacobian j(6, 6), jDot(6, 6);
     fkSolver_.jntPosToJacobiansDot(vectorOf(jnt.data()), vectorOf(vel.data()), t, j, jDot);
@@ -219,7 +231,7 @@ class PyRobot {
   }
 
   py::tuple mode(const py::object& q, bool check) {
-    const Array jnt = checkedArray(q, "q", {{6}});
+    const Array jnt = checkedArray(q, "q", {{6, 0}});
     Int32 m = 0;
     const Int32 code = chain_.getMode_6dof(vectorOf(jnt.data()), m, check);
     return py::make_tuple(codeObject(code), m);
@@ -244,7 +256,7 @@ class PyRobot {
     const Array tcp = checkedArray(poses, "P", {{-1, 6}});
     const py::ssize_t rows = tcp.shape(0);
     // One reference for every row, or one per row.
-    const Array refs = checkedArray(ref, "ref", {{6}, {rows, 6}});
+    const Array refs = checkedArray(ref, "ref", {{6, 0}, {rows, 6}});
     const py::ssize_t refStride = refs.ndim() == 1 ? 0 : 6;
     const Tool t = toolOf(tool);
     py::array_t<Int32> codes(rows);
