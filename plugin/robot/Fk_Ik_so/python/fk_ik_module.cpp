@@ -8,6 +8,7 @@
 #include <pybind11/pybind11.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <string>
@@ -29,7 +30,7 @@ using Array = py::array_t<double, py::array::c_style | py::array::forcecast>;
 // The result codes as the Python enum fk_ik.Code; members are looked up by value.
 const char* const kCodeNames[] = {"SOLVED",         "NO_MODEL",       "SHOULDER_SINGULAR",
                                   "ELBOW_SINGULAR", "WRIST_SINGULAR", "INVALID_MODE",
-                                  "OUT_OF_REACH",   "NO_SOLUTION"};
+                                  "OUT_OF_REACH",   "NO_SOLUTION",    "INVALID_LIMITS"};
 const int kCodeCount = sizeof(kCodeNames) / sizeof(kCodeNames[0]);
 // The members, referenced for the life of the process: a module-level py::object would be
 // released after the interpreter has gone.
@@ -134,26 +135,42 @@ MathVector vectorOf(const double* p) {
   return v;
 }
 
+// obj as an integer in [lowest, highest]: TypeError when it is not an integer (a bool
+// neither), ValueError outside the range, which `range` describes.
+long long integerOf(const py::object& obj, const char* name, long long lowest, long long highest,
+                    const char* range) {
+  PyObject* index = py::isinstance<py::bool_>(obj) ? nullptr : PyNumber_Index(obj.ptr());
+  if (index == nullptr) {
+    PyErr_Clear();
+    throw py::type_error(std::string(name) + " must be an int");
+  }
+  int overflow = 0;
+  const long long value = PyLong_AsLongLongAndOverflow(index, &overflow);
+  Py_DECREF(index);
+  if (overflow != 0 || value < lowest || value > highest) {
+    throw py::value_error(std::string(name) + " must be " + range);
+  }
+  return value;
+}
+
 // The worker count of a batch: `threads` (None: the machine's cores), but no more than one
 // per kMinRows rows, since starting a thread costs about as much as that many calls.
 const py::ssize_t kMinRows = 256;
 py::ssize_t workerCount(const py::object& threads, py::ssize_t rows) {
-  py::ssize_t wanted = std::max(1u, std::thread::hardware_concurrency());
+  long long wanted = std::max(1u, std::thread::hardware_concurrency());
   if (!threads.is_none()) {
-    PyObject* index = py::isinstance<py::bool_>(threads) ? nullptr : PyNumber_Index(threads.ptr());
-    if (index == nullptr) {
-      PyErr_Clear();
-      throw py::type_error("threads must be an int or None");
-    }
-    wanted = std::min<py::ssize_t>(PyLong_AsSsize_t(index), 1024);
-    Py_DECREF(index);
-    if (wanted == -1 && PyErr_Occurred()) {
-      PyErr_Clear();
-      wanted = 1024;
-    }
-    if (wanted < 1) throw py::value_error("threads must be at least 1");
+    wanted = std::min(1024LL, integerOf(threads, "threads", 1, LLONG_MAX, "None or at least 1"));
   }
-  return std::max<py::ssize_t>(1, std::min(wanted, rows / kMinRows));
+  return std::max<py::ssize_t>(1, std::min<py::ssize_t>(wanted, rows / kMinRows));
+}
+
+// The configuration mode argument: None asks for the designed inverse (the reference's
+// mode); an int, -1 included, goes to the explicit-mode inverse, which answers INVALID_MODE
+// for values other than -1 and 0 ... 7.
+bool modeOf(const py::object& mode, Int32& value) {
+  if (mode.is_none()) return false;
+  value = static_cast<Int32>(integerOf(mode, "mode", INT32_MIN, INT32_MAX, "a 32-bit int"));
+  return true;
 }
 
 // Calls rowsFrom(begin, end) over [0, rows) split into `workers` contiguous chunks, the first
@@ -179,6 +196,20 @@ void forChunks(py::ssize_t rows, py::ssize_t workers, const RowsFrom& rowsFrom) 
   for (std::thread& t : started) t.join();
 }
 
+// The six records of a 6 x 4 array-like of a, alpha, d, theta rows.
+std::vector<MDH> recordsOf(const py::object& mdh) {
+  const Array a = checkedArray(mdh, "mdh", {{6, 4}});
+  std::vector<MDH> records(6);
+  auto p = a.unchecked<2>();
+  for (int i = 0; i < 6; ++i) {
+    records[i].a = p(i, 0);
+    records[i].alpha = p(i, 1);
+    records[i].d = p(i, 2);
+    records[i].theta = p(i, 3);
+  }
+  return records;
+}
+
 class PyRobot {
  public:
   explicit PyRobot(const py::object& mdh)
@@ -196,6 +227,8 @@ class PyRobot {
     return out;
   }
 
+  Int32 armForm() const { return Chain_MDH4::checkArmForm(records_.data()); }
+
   py::array_t<double> fk(const py::object& q, const py::object& tool) {
     const Array jnt = checkedArray(q, "q", {{6, 0}});
     const Tool t = toolOf(tool);
@@ -204,12 +237,58 @@ class PyRobot {
     return pose;
   }
 
-  py::tuple ik(const py::object& pose, const py::object& ref, const py::object& tool) {
+  py::tuple ik(const py::object& pose, const py::object& ref, const py::object& tool,
+               const py::object& mode) {
     const Array tcp = checkedArray(pose, "pose", {{6, 0}});
     const Array r = checkedArray(ref, "ref", {{6, 0}});
     const Tool t = toolOf(tool);
+    Int32 m = -1;
+    const bool explicitMode = modeOf(mode, m);
     py::array_t<double> q(6);
-    const Int32 code = ikRow(tcp.data(), t, r.data(), q.mutable_data());
+    const Int32 code =
+        ikRow(tcp.data(), t, r.data(), explicitMode ? &m : nullptr, q.mutable_data());
+    return py::make_tuple(codeObject(code), q);
+  }
+
+  py::tuple ikAll(const py::object& pose, const py::object& ref, const py::object& tool) {
+    const Array tcp = checkedArray(pose, "pose", {{6, 0}});
+    const Array r = checkedArray(ref, "ref", {{6, 0}});
+    const Tool t = toolOf(tool);
+    IkSolutions solutions;
+    const Int32 code =
+        robot_.tcpPosToAllJntPos(vectorOf(tcp.data()), t, vectorOf(r.data()), solutions);
+    py::array_t<double> joints({8, 6});
+    py::array_t<Int32> modes(8), statuses(8);
+    std::copy(&solutions.jntPos[0][0], &solutions.jntPos[0][0] + 48, joints.mutable_data());
+    std::copy(solutions.mode, solutions.mode + 8, modes.mutable_data());
+    std::copy(solutions.status, solutions.status + 8, statuses.mutable_data());
+    return py::make_tuple(codeObject(code), joints, modes, statuses);
+  }
+
+  py::tuple ikNearest(const py::object& pose, const py::object& ref, const py::object& tool,
+                      const py::object& lower, const py::object& upper) {
+    const Array tcp = checkedArray(pose, "pose", {{6, 0}});
+    const Array r = checkedArray(ref, "ref", {{6, 0}});
+    const Tool t = toolOf(tool);
+    // Infinite limits are no limits; one side given alone leaves the other open.
+    const bool limited = !lower.is_none() || !upper.is_none();
+    double low[6], high[6];
+    std::fill_n(low, 6, -HUGE_VAL);
+    std::fill_n(high, 6, HUGE_VAL);
+    if (!lower.is_none()) {
+      const Array a = checkedArray(lower, "lower", {{6, 0}}, true);
+      std::copy_n(a.data(), 6, low);
+    }
+    if (!upper.is_none()) {
+      const Array a = checkedArray(upper, "upper", {{6, 0}}, true);
+      std::copy_n(a.data(), 6, high);
+    }
+    MathVector out(6);
+    const Int32 code =
+        robot_.tcpPosToNearestJntPos(vectorOf(tcp.data()), t, vectorOf(r.data()), out,
+                                     limited ? low : nullptr, limited ? high : nullptr);
+    py::array_t<double> q(6);
+    for (UInt32 i = 0; i < 6; ++i) q.mutable_data()[i] = code == 0 ? out(i) : 0.0;
     return py::make_tuple(codeObject(code), q);
   }
 
@@ -252,13 +331,15 @@ class PyRobot {
   }
 
   py::tuple ikMany(const py::object& poses, const py::object& ref, const py::object& tool,
-                   const py::object& threads) {
+                   const py::object& mode, const py::object& threads) {
     const Array tcp = checkedArray(poses, "P", {{-1, 6}});
     const py::ssize_t rows = tcp.shape(0);
     // One reference for every row, or one per row.
     const Array refs = checkedArray(ref, "ref", {{6, 0}, {rows, 6}});
     const py::ssize_t refStride = refs.ndim() == 1 ? 0 : 6;
     const Tool t = toolOf(tool);
+    Int32 m = -1;
+    const Int32* explicitMode = modeOf(mode, m) ? &m : nullptr;
     py::array_t<Int32> codes(rows);
     py::array_t<double> joints({rows, py::ssize_t(6)});
     const double* in = tcp.data();
@@ -267,26 +348,13 @@ class PyRobot {
     double* out = joints.mutable_data();
     forChunks(rows, workerCount(threads, rows), [&](py::ssize_t begin, py::ssize_t end) {
       for (py::ssize_t i = begin; i < end; ++i) {
-        c[i] = ikRow(in + 6 * i, t, r + refStride * i, out + 6 * i);
+        c[i] = ikRow(in + 6 * i, t, r + refStride * i, explicitMode, out + 6 * i);
       }
     });
     return py::make_tuple(codes, joints);
   }
 
  private:
-  static std::vector<MDH> recordsOf(const py::object& mdh) {
-    const Array a = checkedArray(mdh, "mdh", {{6, 4}});
-    std::vector<MDH> records(6);
-    auto p = a.unchecked<2>();
-    for (int i = 0; i < 6; ++i) {
-      records[i].a = p(i, 0);
-      records[i].alpha = p(i, 1);
-      records[i].d = p(i, 2);
-      records[i].theta = p(i, 3);
-    }
-    return records;
-  }
-
   static py::array_t<double> matrixOf(const MathJacobian& j) {
     py::array_t<double> out({6, 6});
     auto o = out.mutable_unchecked<2>();
@@ -302,10 +370,13 @@ class PyRobot {
     for (UInt32 i = 0; i < 6; ++i) pose[i] = out(i);
   }
 
-  // Six zeros on failure, as the exported function writes them.
-  Int32 ikRow(const double* tcp, const Tool& t, const double* ref, double* q) {
+  // The designed inverse (mode null) or the explicit-mode one; six zeros on failure, as the
+  // exported functions write them.
+  Int32 ikRow(const double* tcp, const Tool& t, const double* ref, const Int32* mode, double* q) {
     MathVector out(6);
-    const Int32 code = robot_.tcpPosToJntPos(vectorOf(tcp), t, vectorOf(ref), out);
+    const Int32 code =
+        mode == nullptr ? robot_.tcpPosToJntPos(vectorOf(tcp), t, vectorOf(ref), out)
+                        : robot_.tcpPosToJntPosInMode(vectorOf(tcp), t, vectorOf(ref), *mode, out);
     for (UInt32 i = 0; i < 6; ++i) q[i] = out(i);
     return code;
   }
@@ -331,7 +402,8 @@ PYBIND11_MODULE(_fk_ik, m) {
       "Result codes of the kinematics: SOLVED 0; NO_MODEL 1 (the C functions only, never "
       "returned here); SHOULDER_SINGULAR 2, ELBOW_SINGULAR 3, WRIST_SINGULAR 4; INVALID_MODE 5; "
       "OUT_OF_REACH 6 (the wrist centre lies within the offset cylinder around joint 1's axis); "
-      "NO_SOLUTION 7 (none in the requested configuration, e.g. beyond the arm's reach).";
+      "NO_SOLUTION 7 (none in the requested configuration or within the limits, e.g. beyond the "
+      "arm's reach); INVALID_LIMITS 8 (a lower joint limit above its upper one).";
   for (int i = 0; i < kCodeCount; ++i) codeMembers[i] = code(i).release().ptr();
   m.attr("Code") = code;
 
@@ -351,12 +423,28 @@ library unchecked. The calls hold no lock: one Robot may serve many threads.)")
            "mdh: 6 x 4 array-like, one row per joint from the base: a, alpha, d, theta "
            "(lengths in any unit, angles in radians).")
       .def_property_readonly("mdh", &PyRobot::mdh, "The 6 x 4 parameters (a copy).")
+      .def_property_readonly("arm_form", &PyRobot::armForm,
+                             "check_arm_form of the robot's parameters.")
       .def("fk", &PyRobot::fk, py::arg("q"), py::arg("tool") = py::none(),
            "TCP pose [x, y, z, roll, pitch, yaw] of the joint positions q (6, radians).")
       .def("ik", &PyRobot::ik, py::arg("pose"), py::arg("ref"), py::arg("tool") = py::none(),
+           py::arg("mode") = py::none(),
            "(code, q): the joint positions that put the TCP at pose, in the configuration "
-           "mode and the turns of the reference joint position ref. code is a Code; q is six "
-           "zeros unless code is SOLVED.")
+           "mode of the reference joint position ref (mode None or -1) or in `mode` (0 ... 7), "
+           "each joint in ref's turn. code is a Code; q is six zeros unless code is SOLVED.")
+      .def("ik_all", &PyRobot::ikAll, py::arg("pose"), py::arg("ref"), py::arg("tool") = py::none(),
+           "(code, Q, modes, statuses): the eight candidate solutions of pose, Q 8 x 6 with "
+           "each joint in ref's turn, their configuration modes and int32 result codes (SOLVED, "
+           "a singular code, or NO_SOLUTION; zeros in Q where not SOLVED). code is SOLVED, or "
+           "OUT_OF_REACH or SHOULDER_SINGULAR for the pose as a whole.")
+      .def("ik_nearest", &PyRobot::ikNearest, py::arg("pose"), py::arg("ref"),
+           py::arg("tool") = py::none(), py::arg("lower") = py::none(),
+           py::arg("upper") = py::none(),
+           "(code, q): of all solutions and their whole-turn variants, the one nearest ref "
+           "(smallest largest joint difference), within the joint limits lower and upper "
+           "(6 each, radians; infinities for none; None for no limit on that side). NO_SOLUTION "
+           "when none lies within the limits, INVALID_LIMITS when a lower limit exceeds its "
+           "upper one; q is six zeros unless code is SOLVED.")
       .def("jacobian", &PyRobot::jacobian, py::arg("q"), py::arg("tool") = py::none(),
            "6 x 6 velocity Jacobian of the TCP in the base frame: column i maps joint i's "
            "velocity (rad/s) to the TCP's linear (rows 0-2, length unit/s) and angular "
@@ -374,9 +462,20 @@ library unchecked. The calls hold no lock: one Robot may serve many threads.)")
            "n x 6 poses of the n x 6 joint positions Q, computed without the GIL on up to "
            "`threads` threads (default: the machine's cores); each row equals fk of that row.")
       .def("ik_many", &PyRobot::ikMany, py::arg("P"), py::arg("ref"), py::arg("tool") = py::none(),
-           py::arg("threads") = py::none(),
+           py::arg("mode") = py::none(), py::arg("threads") = py::none(),
            "(codes, Q): int32 codes (n) and n x 6 joint positions of the n x 6 poses P, ref "
-           "one joint position (6) for every row or one per row (n x 6). Computed without the "
+           "one joint position (6) for every row or one per row (n x 6), mode as for ik. Computed "
+           "without the "
            "GIL on up to `threads` threads (default: the machine's cores); each row equals ik "
            "of that row.");
+
+  m.def(
+      "check_arm_form",
+      [](const py::object& mdh) { return Chain_MDH4::checkArmForm(recordsOf(mdh).data()); },
+      py::arg("mdh"),
+      "0 when the 6 x 4 parameters are of the form the closed-form inverse is exact for "
+      "(twists 0, -pi/2, 0, pi, pi/2, pi/2; a of joints 1, 2, 5, 6 zero, of joints 3 and 4 "
+      "not), else 4 * row + column + 1 of the first value that breaks it (rows from 0, "
+      "columns a, alpha, d, theta). For another form the inverse returns joints that do not "
+      "reach the pose.");
 }

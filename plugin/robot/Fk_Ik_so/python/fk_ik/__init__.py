@@ -22,7 +22,7 @@ the module refuses them so that they cannot pass unnoticed.
 `python3 -m fk_ik.reach --help` draws a reachability map.
 """
 
-from ._fk_ik import Code, Robot
+from ._fk_ik import Code, Robot, check_arm_form
 
 # The sample arm of the command-line host fkik: one row per joint from the base, a, alpha,
 # d, theta, in metres and radians. The inverse solver's chain form (twists 0, -pi/2, 0, pi,
@@ -36,4 +36,4 @@ SAMPLE_ARM = (
     (0.0, 1.5707963267948966, 0.0996, 0.0),
 )
 
-__all__ = ["Code", "Robot", "SAMPLE_ARM"]
+__all__ = ["Code", "Robot", "SAMPLE_ARM", "check_arm_form"]

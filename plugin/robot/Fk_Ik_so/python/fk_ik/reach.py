@@ -2,12 +2,12 @@
 
     python3 -m fk_ik.reach [--plane xy|xz|yz] [--at VALUE] [--extent U0 U1 V0 V1]
                            [--resolution N] [--rpy ROLL PITCH YAW] [--tool X Y Z RX RY RZ]
-                           [--ref Q1 ... Q6] [--arm FILE] [--unit TEXT]
+                           [--ref Q1 ... Q6] [--mode M] [--arm FILE] [--unit TEXT]
                            [--size WIDTH HEIGHT] [--threads N] [--output FILE.png]
 
 Every cell of an N x N grid over the plane is a TCP pose (the cell's centre, the given
-orientation) solved with Robot.ik_many in the configuration and turns of the reference
-joint position; the cell takes the colour of the result code. Lengths are in the arm's
+orientation) solved with Robot.ik_many in the configuration of the reference joint
+position, or in configuration mode M; the cell takes the colour of the result code. Lengths are in the arm's
 unit, angles in radians.
 """
 
@@ -82,7 +82,7 @@ def cell_centres(extent, resolution):
 
 
 def reach_map(robot, plane="xy", at=0.0, extent=(-1, 1, -1, 1), resolution=400,
-              rpy=(math.pi, 0.0, 0.0), tool=None, ref=DEFAULT_REF, threads=None):
+              rpy=(math.pi, 0.0, 0.0), tool=None, ref=DEFAULT_REF, mode=None, threads=None):
     """Result codes of the grid's poses, an int32 array of (rows, resolution): row 0 at the
     lowest v, column 0 at the lowest u."""
     u, v = cell_centres(extent, resolution)
@@ -92,7 +92,7 @@ def reach_map(robot, plane="xy", at=0.0, extent=(-1, 1, -1, 1), resolution=400,
     poses[..., second] = v[:, np.newaxis]
     poses[..., fixed] = at
     poses[..., 3:] = rpy
-    codes, _ = robot.ik_many(poses.reshape(-1, 6), ref, tool=tool, threads=threads)
+    codes, _ = robot.ik_many(poses.reshape(-1, 6), ref, tool=tool, mode=mode, threads=threads)
     return codes.reshape(len(v), len(u))
 
 
@@ -104,7 +104,7 @@ def colour_image(codes):
     return table[codes]
 
 
-def draw(codes, plane, at, extent, rpy, ref, unit="m", size=(800, 600), title=None):
+def draw(codes, plane, at, extent, rpy, ref, unit="m", size=(760, 480), title=None, mode=None):
     """The map as a matplotlib figure of size (width, height) pixels at 100 dpi."""
     from matplotlib.figure import Figure
     from matplotlib.lines import Line2D
@@ -128,8 +128,9 @@ def draw(codes, plane, at, extent, rpy, ref, unit="m", size=(800, 600), title=No
                           label="the arm's base"))
     figure.legend(handles=handles, loc="center left", bbox_to_anchor=(0.62, 0.5), fontsize=8,
                   title="result code", title_fontsize=9, frameon=False)
-    figure.text(0.62, 0.12, "reference q = " + " ".join(f"{q:.3g}" for q in ref) + " rad",
-                fontsize=7)
+    configuration = ("reference q = " + " ".join(f"{q:.3g}" for q in ref) + " rad"
+                     if mode is None else f"configuration mode {mode}")
+    figure.text(0.62, 0.12, configuration, fontsize=7)
     return figure
 
 
@@ -150,6 +151,10 @@ def main(argv=None):
                         help="the TCP relative to the flange (default all zero)")
     parser.add_argument("--ref", type=float, nargs=6, default=DEFAULT_REF, metavar="Q",
                         help="the reference joint position whose configuration the map keeps")
+    parser.add_argument("--mode", type=int, choices=range(8), metavar="M",
+                        help="configuration mode 0 ... 7 instead of the reference's "
+                             "(bits 4 shoulder, 2 elbow, 1 wrist); the reference then sets "
+                             "only the turns")
     parser.add_argument("--arm", metavar="FILE",
                         help="six lines of a alpha d theta (default: the sample arm, metres)")
     parser.add_argument("--unit", default=None,
@@ -165,7 +170,9 @@ def main(argv=None):
         mdh = read_arm(args.arm) if args.arm else SAMPLE_ARM
         robot = Robot(mdh)
         code, mode = robot.mode(args.ref)
-        if code != Code.SOLVED:
+        if args.mode is not None:
+            mode = args.mode
+        elif code != Code.SOLVED:
             parser.error(f"the reference is {LABELS[code]}: choose another --ref")
         if args.resolution < 1 or min(args.size) < 1:
             parser.error("--resolution and --size take positive numbers")
@@ -175,15 +182,16 @@ def main(argv=None):
             parser.error("--extent needs U0 < U1 and V0 < V1")
         start = time.perf_counter()
         codes = reach_map(robot, args.plane, at, extent, args.resolution, args.rpy, args.tool,
-                          args.ref, args.threads)
+                          args.ref, args.mode, args.threads)
         seconds = time.perf_counter() - start
     except (OSError, ValueError, TypeError) as error:
         parser.error(str(error))
     unit = args.unit or ("length unit" if args.arm else "m")
-    figure = draw(codes, args.plane, at, extent, args.rpy, args.ref, unit, args.size)
+    figure = draw(codes, args.plane, at, extent, args.rpy, args.ref, unit, args.size,
+                  mode=args.mode)
     figure.savefig(args.output, dpi=100)
     print(f"{args.output}: {codes.shape[1]} x {codes.shape[0]} poses in {seconds:.3f} s, "
-          f"reference mode {mode}")
+          f"configuration mode {mode}")
     return 0
 
 

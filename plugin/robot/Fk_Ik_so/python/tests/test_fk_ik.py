@@ -36,22 +36,43 @@ def family(name, n=600, seed=14):
 FAMILIES = ["generic", "beyond_pi", "near_wrist_singular", "stretched_elbow"]
 
 
+def same(answer, code, *arrays):
+    """Whether a module answer (code, arrays...) is the C function's, to the bit."""
+    return answer[0] == code and all(
+        np.asarray(got).tobytes() == np.asarray(want, dtype=np.asarray(got).dtype).tobytes()
+        for got, want in zip(answer[1:], arrays))
+
+
 @pytest.mark.parametrize("name", FAMILIES)
 def test_single_calls_equal_the_c_functions_bit_for_bit(name):
     lib = ctypes.CDLL(os.environ["FK_IK_LIBRARY"])
-    six = ctypes.c_double * 6
+    six, codes = ctypes.c_double * 6, set()
     lib.init((ctypes.c_double * 24)(*np.ravel(SAMPLE_ARM)))
     q, refs = family(name)
-    codes = set()
-    for joints, ref in zip(q, refs):
-        pose, out = six(), six()
-        lib.jntPosToTcpPos(six(*joints), six(*TOOL), pose)
+    for k, (joints, ref) in enumerate(zip(q, refs)):
+        pose, out, tool, r = six(), six(), six(*TOOL), six(*ref)
+        lib.jntPosToTcpPos(six(*joints), tool, pose)
         assert ROBOT.fk(joints, TOOL).tobytes() == np.array(pose).tobytes()
-        code = lib.tcpPosToJntPos(pose, six(*TOOL), six(*ref), out)
-        got_code, got = ROBOT.ik(pose, ref, TOOL)
-        assert (got_code, got.tobytes()) == (code, np.array(out).tobytes())
+        code = lib.tcpPosToJntPos(pose, tool, r, out)
+        assert same(ROBOT.ik(pose, ref, TOOL), code, out)
         codes.add(code)
+        mode = k % 10 - 1  # -1 ... 8: the reference's, every mode, and an invalid one
+        code = lib.tcpPosToJntPosInMode(pose, tool, r, mode, out)
+        assert same(ROBOT.ik(pose, ref, TOOL, mode=mode), code, out)
+        every, modes, statuses = (six * 8)(), (ctypes.c_int32 * 8)(), (ctypes.c_int32 * 8)()
+        code = lib.tcpPosToAllJntPos(pose, tool, r, every, modes, statuses)
+        assert same(ROBOT.ik_all(pose, ref, TOOL), code, every, modes, statuses)
+        low, high = ref - (k % 4), ref + (k % 3)  # some limits crossed, some too narrow
+        code = lib.tcpPosToNearestJntPos(pose, tool, r, six(*low), six(*high), out)
+        assert same(ROBOT.ik_nearest(pose, ref, TOOL, low, high), code, out)
+        code = lib.tcpPosToNearestJntPos(pose, tool, r, None, None, out)
+        assert same(ROBOT.ik_nearest(pose, ref, TOOL), code, out)
     assert Code.SOLVED in codes and len(codes) > 1
+    for row, column in [(0, 0), (3, 1), (5, 3)]:  # the arm-form check: a value broken
+        arm = np.array(SAMPLE_ARM)
+        arm[row, column] += 0.5
+        assert fk_ik.check_arm_form(arm) == lib.checkArmForm((ctypes.c_double * 24)(*arm.ravel()))
+    assert ROBOT.arm_form == 0 and (ROBOT.mdh == SAMPLE_ARM).all()
 
 
 @pytest.mark.parametrize("threads", [1, 2, 3, 7])
@@ -59,9 +80,10 @@ def test_batches_equal_single_calls_for_every_thread_count(threads):
     q, refs = family("generic", n=2000, seed=threads)
     poses = ROBOT.fk_many(q, TOOL, threads=threads)
     assert poses.tobytes() == np.array([ROBOT.fk(row, TOOL) for row in q]).tobytes()
-    for ref in (refs, refs[0]):
-        codes, joints = ROBOT.ik_many(poses, ref, TOOL, threads=threads)
-        single = [ROBOT.ik(p, r, TOOL) for p, r in zip(poses, np.broadcast_to(ref, q.shape))]
+    for ref, mode in [(refs, None), (refs[0], None), (refs, threads)]:
+        codes, joints = ROBOT.ik_many(poses, ref, TOOL, mode, threads=threads)
+        rows = zip(poses, np.broadcast_to(ref, q.shape))
+        single = [ROBOT.ik(p, r, TOOL, mode) for p, r in rows]
         assert codes.tolist() == [code for code, _ in single]
         assert joints.tobytes() == np.array([out for _, out in single]).tobytes()
     assert ROBOT.fk_many(np.empty((0, 6)), threads=threads).shape == (0, 6)
@@ -134,9 +156,14 @@ BAD_INPUT = [
     (lambda: ROBOT.jacobian_dot(Q0, [1j] * 6), TypeError, "qd must hold numbers"),
     (lambda: ROBOT.mode([Q0]), ValueError, "q must have shape"),
     (lambda: ROBOT.fk_many(Q0), ValueError, r"Q must have shape \(n, 6\)"),
-    (lambda: ROBOT.fk_many(BATCH, threads=0), ValueError, "threads must be at least 1"),
+    (lambda: ROBOT.fk_many(BATCH, threads=0), ValueError, "threads must be None or at least 1"),
     (lambda: ROBOT.fk_many(BATCH, threads="2"), TypeError, "threads must be an int"),
     (lambda: ROBOT.ik_many(BATCH, BATCH[:3]), ValueError, r"ref must have shape \(6,\) or \(300, 6\)"),
+    (lambda: ROBOT.ik(Q0, Q0, mode=1.0), TypeError, "mode must be an int"),
+    (lambda: ROBOT.ik_many(BATCH, Q0, mode=2**31), ValueError, "mode must be a 32-bit int"),
+    (lambda: ROBOT.ik_nearest(Q0, Q0, lower=[math.nan] * 6), ValueError, "lower must be free of NaN"),
+    (lambda: ROBOT.ik_all(Q0, Q0, tool=np.zeros(7)), ValueError, "tool must have shape"),
+    (lambda: fk_ik.check_arm_form(np.zeros((6, 3))), ValueError, "mdh must have shape"),
 ]
 
 
