@@ -181,8 +181,11 @@ template <class RowsFrom>
 void forChunks(py::ssize_t rows, py::ssize_t workers, const RowsFrom& rowsFrom) {
   py::gil_scoped_release released;
   const py::ssize_t chunk = (rows + workers - 1) / std::max<py::ssize_t>(workers, 1);
+  // Room reserved first: growing either vector could throw while threads run.
   std::vector<std::thread> started;
   std::vector<py::ssize_t> leftOver;
+  started.reserve(workers);
+  leftOver.reserve(workers);
   for (py::ssize_t begin = chunk; begin < rows; begin += chunk) {
     const py::ssize_t end = std::min(rows, begin + chunk);
     try {
