@@ -16,6 +16,8 @@ from fk_ik import Code, Robot, SAMPLE_ARM, reach
 ROBOT = Robot(SAMPLE_ARM)
 TOOL = np.array([0.01, -0.02, 0.05, 0.1, -0.2, 0.3])
 Q0 = np.array([0.3, -1.2, 1.5, -0.4, 1.1, 0.2])
+# The sample arm with offsets in every d and theta, which the chain form allows.
+OFFSET_ARM = np.array(SAMPLE_ARM) + np.c_[np.zeros((6, 2)), 0.01 * np.arange(6), 0.1 - 0.2 * np.arange(6)]
 
 
 def family(name, n=600, seed=14):
@@ -47,32 +49,32 @@ def same(answer, code, *arrays):
 def test_single_calls_equal_the_c_functions_bit_for_bit(name):
     lib = ctypes.CDLL(os.environ["FK_IK_LIBRARY"])
     six, codes = ctypes.c_double * 6, set()
-    lib.init((ctypes.c_double * 24)(*np.ravel(SAMPLE_ARM)))
-    q, refs = family(name)
+    lib.init((ctypes.c_double * 24)(*np.ravel(OFFSET_ARM)))
+    robot, (q, refs) = Robot(OFFSET_ARM), family(name)
     for k, (joints, ref) in enumerate(zip(q, refs)):
         pose, out, tool, r = six(), six(), six(*TOOL), six(*ref)
         lib.jntPosToTcpPos(six(*joints), tool, pose)
-        assert ROBOT.fk(joints, TOOL).tobytes() == np.array(pose).tobytes()
+        assert robot.fk(joints, TOOL).tobytes() == np.array(pose).tobytes()
         code = lib.tcpPosToJntPos(pose, tool, r, out)
-        assert same(ROBOT.ik(pose, ref, TOOL), code, out)
+        assert same(robot.ik(pose, ref, TOOL), code, out)
         codes.add(code)
         mode = k % 10 - 1  # -1 ... 8: the reference's, every mode, and an invalid one
         code = lib.tcpPosToJntPosInMode(pose, tool, r, mode, out)
-        assert same(ROBOT.ik(pose, ref, TOOL, mode=mode), code, out)
+        assert same(robot.ik(pose, ref, TOOL, mode=mode), code, out)
         every, modes, statuses = (six * 8)(), (ctypes.c_int32 * 8)(), (ctypes.c_int32 * 8)()
         code = lib.tcpPosToAllJntPos(pose, tool, r, every, modes, statuses)
-        assert same(ROBOT.ik_all(pose, ref, TOOL), code, every, modes, statuses)
+        assert same(robot.ik_all(pose, ref, TOOL), code, every, modes, statuses)
         low, high = ref - (k % 4), ref + (k % 3)  # some limits crossed, some too narrow
         code = lib.tcpPosToNearestJntPos(pose, tool, r, six(*low), six(*high), out)
-        assert same(ROBOT.ik_nearest(pose, ref, TOOL, low, high), code, out)
+        assert same(robot.ik_nearest(pose, ref, TOOL, low, high), code, out)
         code = lib.tcpPosToNearestJntPos(pose, tool, r, None, None, out)
-        assert same(ROBOT.ik_nearest(pose, ref, TOOL), code, out)
+        assert same(robot.ik_nearest(pose, ref, TOOL), code, out)
     assert Code.SOLVED in codes and len(codes) > 1
     for row, column in [(0, 0), (3, 1), (5, 3)]:  # the arm-form check: a value broken
         arm = np.array(SAMPLE_ARM)
         arm[row, column] += 0.5
         assert fk_ik.check_arm_form(arm) == lib.checkArmForm((ctypes.c_double * 24)(*arm.ravel()))
-    assert ROBOT.arm_form == 0 and (ROBOT.mdh == SAMPLE_ARM).all()
+    assert robot.arm_form == 0 and (robot.mdh == OFFSET_ARM).all()
 
 
 @pytest.mark.parametrize("threads", [1, 2, 3, 7])
