@@ -10,13 +10,12 @@
 #ifndef FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 #define FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 
-// <cassert>, <cmath> and simd_trig.h serve the solver's source file, whose constructor
-// and entry point keep their assertions at fixed lines (their reports name file and line).
+// <cassert> and <cmath> serve the solver's source file, whose constructor and entry point
+// keep their assertions at fixed lines (their reports name file and line).
 #include <cassert>
 #include <cmath>
 
 #include "ik_solver_pos.h"
-#include "simd_trig.h"
 
 // The eight candidate solutions of one flange pose, in candidate order: candidate k takes
 // shoulder branch k >> 2, wrist branch (k >> 1) & 1 and elbow branch k & 1. A fixed-size
@@ -34,7 +33,7 @@ struct IkSolutions {
   Int32 status[8];
 };
 
-class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
+class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
  public:
   // chainMDH4 must have six joints (asserted).
   explicit IkSolverPos_Tarvin2_6Dof(Chain_MDH4* chainMDH4);
@@ -68,9 +67,9 @@ class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
                                  MathVector& jntPos, const Float64* lower = nullptr,
                                  const Float64* upper = nullptr);
 
-  // Singularity thresholds, fixed at construction: shoulder, elbow, wrist, in the order of
-  // the result codes 2, 3, 4. Only the limits decide anything; the warning bands are kept
-  // for callers that read them.
+  // Singularity thresholds, set at construction by these initialisers: shoulder, elbow,
+  // wrist, in the order of the result codes 2, 3, 4. Only the limits decide anything; the
+  // warning bands are kept for callers that read them.
   Float64 _shoulderSingularWarn = 0.02;   // length: warning band of the shoulder test
   Float64 _shoulderSingularLimit = 0.01;  // length: least sqrt(L), wrist centre from its cylinder
   Float64 _elbowSingularWarn = 0.03490658503988659;    // rad (2 deg): elbow warning band
