@@ -6,12 +6,18 @@
 // singular; 5 invalid configuration mode; 6 target out of reach; 7 no solution in the
 // configuration of the reference (or in the requested one, within the limits, or for the
 // two arm links); 8 invalid joint limits.
+//
+// The header is valid C99 and C++.
 #ifndef FK_IK_SO_FK_IK_SO_H
 #define FK_IK_SO_FK_IK_SO_H
 
 #include "fk_ik_types.h"
 
+// Every function declared in this block is exported from the library.
+#pragma GCC visibility push(default)
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 // Replaces the model by the arm of six rows (joint 1 first) of a, alpha, d, theta. The
 // old model is destroyed before the new one is built.
@@ -55,6 +61,10 @@ Int32 tcpPosToNearestJntPos(const Float64 tcpPos[6], const Float64 tool[6],
 // for, else 4 * row + field + 1 of the first value that breaks it (field 0 a, 1 alpha,
 // 2 d, 3 theta). Needs no model.
 Int32 checkArmForm(const Float64 mdhParam[6][4]);
+
+#ifdef __cplusplus
 }
+#endif
+#pragma GCC visibility pop
 
 #endif  // FK_IK_SO_FK_IK_SO_H

@@ -10,13 +10,12 @@
 #ifndef FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 #define FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 
-// <cassert>, <cmath> and simd_trig.h serve the solver's source file, whose constructor
-// and entry point keep their assertions at fixed lines (their reports name file and line).
+// <cassert> and <cmath> serve the solver's source file, whose constructor and entry point
+// keep their assertions at fixed lines (their reports name file and line).
 #include <cassert>
 #include <cmath>
 
 #include "ik_solver_pos.h"
-#include "simd_trig.h"
 
 // The eight candidate solutions of one flange pose, in candidate order: candidate k takes
 // shoulder branch k >> 2, wrist branch (k >> 1) & 1 and elbow branch k & 1. A fixed-size
@@ -34,7 +33,7 @@ struct IkSolutions {
   Int32 status[8];
 };
 
-class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
+class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
  public:
   // chainMDH4 must have six joints (asserted).
   explicit IkSolverPos_Tarvin2_6Dof(Chain_MDH4* chainMDH4);
@@ -57,20 +56,20 @@ class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   // The solved candidate, or whole-turn variant (q + 2 pi k per joint) of one, nearest the
   // reference: smallest largest-joint-difference, ties to the lower candidate index; a
   // difference that is not a number counts as infinite. Each joint takes the variant
-  // nearest its reference within [lower[j], upper[j]] (and within 2^20 turns); lower and upper are
-  // six limits each, null for none (infinite limits are none either). Returns 0 (jntPos written), 8
-  // when a lower limit is above its upper one or a limit is not a number (checked first), 6 or 2
-  // for the pose, 7 when no candidate is solved or none has variants within the limits
-  // (joint values that are not finite have none), or the status of the first singular
-  // candidate when none is solved and one is singular. jntPos is resized to 6 and written
-  // only on code 0.
+  // nearest its reference within [lower[j], upper[j]] (and within 2^20 turns); lower and
+  // upper are six limits each, null for none (infinite limits are none either). Returns 0
+  // (jntPos written), 8 when a lower limit is above its upper one or a limit is not a
+  // number (checked first), 6 or 2 for the pose, 7 when no candidate is solved or none has
+  // variants within the limits (joint values that are not finite have none), or the status
+  // of the first singular candidate when none is solved and one is singular. jntPos is
+  // resized to 6 and written only on code 0.
   Int32 flangePosToNearestJntPos(const KDL::Frame& flangePos, const MathVector& jntPosRef,
                                  MathVector& jntPos, const Float64* lower = nullptr,
                                  const Float64* upper = nullptr);
 
-  // Singularity thresholds, fixed at construction: shoulder, elbow, wrist, in the order of
-  // the result codes 2, 3, 4. Only the limits decide anything; the warning bands are kept
-  // for callers that read them.
+  // Singularity thresholds, set at construction by these initialisers: shoulder, elbow,
+  // wrist, in the order of the result codes 2, 3, 4. Only the limits decide anything; the
+  // warning bands are kept for callers that read them.
   Float64 _shoulderSingularWarn = 0.02;   // length: warning band of the shoulder test
   Float64 _shoulderSingularLimit = 0.01;  // length: least sqrt(L), wrist centre from its cylinder
   Float64 _elbowSingularWarn = 0.03490658503988659;    // rad (2 deg): elbow warning band
@@ -79,14 +78,15 @@ class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   Float64 _wristSingularLimit = 0.017453292519943295;  // rad (1 deg): q4 from 0, pi and -pi
 
  private:
-  // The closed form of the eight candidates, before any turn alignment.
-  Int32 _candidates(const KDL::Frame& flangePos, IkSolutions& raw) const;
+  // Library-internal (not exported). The closed form of the eight candidates, before any turn
+  // alignment.
+  FK_IK_SO_LOCAL Int32 _candidates(const KDL::Frame& flangePos, IkSolutions& raw) const;
   // The turn alignment and singularity test of flangePosToJntPos's answer: each
   // joint into the reference's turn; 4 or 3 when q4 or q2 then lies within 1 degree of
   // 0, pi or -pi, else 0; each joint at most one turn towards the reference.
-  Void _intoReferenceTurns(Float64* q, const MathVector& jntPosRef) const;
-  Int32 _alignedSingularity(const Float64* q) const;
-  Void _nearestTurns(Float64* q, const MathVector& jntPosRef) const;
+  FK_IK_SO_LOCAL Void _intoReferenceTurns(Float64* q, const MathVector& jntPosRef) const;
+  FK_IK_SO_LOCAL Int32 _alignedSingularity(const Float64* q) const;
+  FK_IK_SO_LOCAL Void _nearestTurns(Float64* q, const MathVector& jntPosRef) const;
 };
 
 #endif  // FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H

@@ -38,7 +38,10 @@ const char* const kUsage =
     "                 in metres. A warning goes to stderr when the arm is not of the form\n"
     "                 the inverse solver is exact for.\n"
     "  --arm-deg      the arm file's alpha and theta are in degrees\n"
-    "  --lib FILE     the library to load; default: libFk_Ik_so.so beside this program\n"
+    "  --lib FILE     the library to load; default: " FK_IK_SO_SONAME
+    " beside this program,\n"
+    "                 else in " FK_IK_SO_RELATIVE_LIBDIR
+    " from it, else on the library path\n"
     "  --deg          angles on the command line, in batches and in the output in degrees\n"
     "                 (default radians)\n"
     "  --tool X Y Z RX RY RZ\n"
@@ -326,10 +329,9 @@ std::string programDirectory(const char* argv0) {
   return slash == std::string::npos ? "./" : program.substr(0, slash + 1);
 }
 
-Library loadLibrary(const std::string& file) {
-  // The handle is kept until the process ends, as a host keeps the library loaded.
-  void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (handle == nullptr) fail(kLibraryFailed, std::string("cannot load library: ") + dlerror());
+// The library's functions from the loaded handle of `file`, which is kept until the
+// process ends, as a host keeps the library loaded.
+Library bindLibrary(void* handle, const std::string& file) {
   auto find = [&](const char* name) {
     void* symbol = dlsym(handle, name);
     if (symbol == nullptr) {
@@ -351,6 +353,34 @@ Library loadLibrary(const std::string& file) {
       reinterpret_cast<decltype(library.tcpPosToNearestJntPos)>(find("tcpPosToNearestJntPos"));
   library.checkArmForm = reinterpret_cast<decltype(library.checkArmForm)>(find("checkArmForm"));
   return library;
+}
+
+// The file given with --lib, and nothing else.
+Library loadLibrary(const std::string& file) {
+  void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) fail(kLibraryFailed, std::string("cannot load library: ") + dlerror());
+  return bindLibrary(handle, file);
+}
+
+// Without --lib the library is looked for by its SONAME, in this order: beside the
+// program (the build tree), in the library directory of the prefix the program is
+// installed in (bin/../lib, as installed), and on the dynamic linker's own path (a system
+// installation, or LD_LIBRARY_PATH). The message of a failure names every place tried.
+Library findLibrary(const std::string& programDirectory) {
+  const std::string soname = FK_IK_SO_SONAME;
+  const std::string candidates[] = {programDirectory + soname,
+                                    programDirectory + FK_IK_SO_RELATIVE_LIBDIR + "/" + soname,
+                                    soname};
+  std::string tried;
+  for (const std::string& file : candidates) {
+    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle != nullptr) return bindLibrary(handle, file);
+    tried += std::string(tried.empty() ? "" : "; ") + dlerror();
+  }
+  fail(kLibraryFailed, "cannot find the library " + soname + " beside this program, in " +
+                           programDirectory + FK_IK_SO_RELATIVE_LIBDIR +
+                           " or on the library path; give it with --lib FILE (tried: " + tried +
+                           ")");
 }
 
 // Angles come out in degrees with --deg; the library works in radians.
@@ -813,8 +843,8 @@ int main(int argc, char** argv) {
       upper[j] = args.degrees ? limits[j][1] * M_PI / 180.0 : limits[j][1];
     }
   }
-  const Library library = loadLibrary(
-      args.libraryFile.empty() ? programDirectory(argv[0]) + "libFk_Ik_so.so" : args.libraryFile);
+  const Library library = args.libraryFile.empty() ? findLibrary(programDirectory(argv[0]))
+                                                   : loadLibrary(args.libraryFile);
   library.init(arm);
 
   // The inverse solver checks none of its arm's form: an arm of another form gets answers
