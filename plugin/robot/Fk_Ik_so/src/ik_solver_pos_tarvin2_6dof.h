@@ -56,13 +56,13 @@ class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   // The solved candidate, or whole-turn variant (q + 2 pi k per joint) of one, nearest the
   // reference: smallest largest-joint-difference, ties to the lower candidate index; a
   // difference that is not a number counts as infinite. Each joint takes the variant
-  // nearest its reference within [lower[j], upper[j]] (and within 2^20 turns); lower and upper are
-  // six limits each, null for none (infinite limits are none either). Returns 0 (jntPos written), 8
-  // when a lower limit is above its upper one or a limit is not a number (checked first), 6 or 2
-  // for the pose, 7 when no candidate is solved or none has variants within the limits
-  // (joint values that are not finite have none), or the status of the first singular
-  // candidate when none is solved and one is singular. jntPos is resized to 6 and written
-  // only on code 0.
+  // nearest its reference within [lower[j], upper[j]] (and within 2^20 turns); lower and
+  // upper are six limits each, null for none (infinite limits are none either). Returns 0
+  // (jntPos written), 8 when a lower limit is above its upper one or a limit is not a
+  // number (checked first), 6 or 2 for the pose, 7 when no candidate is solved or none has
+  // variants within the limits (joint values that are not finite have none), or the status
+  // of the first singular candidate when none is solved and one is singular. jntPos is
+  // resized to 6 and written only on code 0.
   Int32 flangePosToNearestJntPos(const KDL::Frame& flangePos, const MathVector& jntPosRef,
                                  MathVector& jntPos, const Float64* lower = nullptr,
                                  const Float64* upper = nullptr);
@@ -78,14 +78,15 @@ class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   Float64 _wristSingularLimit = 0.017453292519943295;  // rad (1 deg): q4 from 0, pi and -pi
 
  private:
-  // The closed form of the eight candidates, before any turn alignment.
-  Int32 _candidates(const KDL::Frame& flangePos, IkSolutions& raw) const;
+  // Library-internal (not exported). The closed form of the eight candidates, before any turn
+  // alignment.
+  FK_IK_SO_LOCAL Int32 _candidates(const KDL::Frame& flangePos, IkSolutions& raw) const;
   // The turn alignment and singularity test of flangePosToJntPos's answer: each
   // joint into the reference's turn; 4 or 3 when q4 or q2 then lies within 1 degree of
   // 0, pi or -pi, else 0; each joint at most one turn towards the reference.
-  Void _intoReferenceTurns(Float64* q, const MathVector& jntPosRef) const;
-  Int32 _alignedSingularity(const Float64* q) const;
-  Void _nearestTurns(Float64* q, const MathVector& jntPosRef) const;
+  FK_IK_SO_LOCAL Void _intoReferenceTurns(Float64* q, const MathVector& jntPosRef) const;
+  FK_IK_SO_LOCAL Int32 _alignedSingularity(const Float64* q) const;
+  FK_IK_SO_LOCAL Void _nearestTurns(Float64* q, const MathVector& jntPosRef) const;
 };
 
 #endif  // FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H

@@ -60,8 +60,8 @@ class FK_IK_SO_API Robot {
   Void vectorToKdlFrame(const MathVector& vecIn, KDL::Frame& frame);
 
  private:
-  // The flange frame of a TCP pose vector: the tool removed on the right.
-  KDL::Frame _flangeOfTcp(const MathVector& tcpPosIn, const Tool& tool) const;
+  // The flange frame of a TCP pose vector: the tool removed on the right (not exported).
+  FK_IK_SO_LOCAL KDL::Frame _flangeOfTcp(const MathVector& tcpPosIn, const Tool& tool) const;
 
   Chain_MDH4* _chainMDH4;
   FkSolverPos_Tarvin2_6Dof* _fkSolverPos;

@@ -697,9 +697,9 @@ int runBatch(const Library& library, const Arguments& args, Output& out, const d
     std::string error;
     bool anyNumber = false, numbers = true;
     for (size_t k = 0; k < words.size(); ++k) {
-      double ignored;
-      std::string unused;
-      anyNumber = anyNumber || readNumber(words[k], "", false, ignored, unused);
+      char* end = nullptr;
+      std::strtod(words[k].c_str(), &end);
+      anyNumber = anyNumber || (end != words[k].c_str() && *end == '\0');
       const char* name = k < 6 ? (ik ? kPoseNames : kJointNames)[k] : kJointNames[k % 6];
       if (numbers && k < 12) numbers = readNumber(words[k], name, false, values[k], error);
     }
