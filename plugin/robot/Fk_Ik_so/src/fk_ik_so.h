@@ -61,6 +61,7 @@ Int32 tcpPosToNearestJntPos(const Float64 tcpPos[6], const Float64 tool[6],
 // for, else 4 * row + field + 1 of the first value that breaks it (field 0 a, 1 alpha,
 // 2 d, 3 theta). Needs no model.
 Int32 checkArmForm(const Float64 mdhParam[6][4]);
+
 #ifdef __cplusplus
 }
 #endif

@@ -130,6 +130,15 @@ Bool IkSolverPos_Tarvin2_6Dof::_solve(const KDL::Frame& flangePos, const FrameEr
   // 15.-16. Each joint into the reference's turn (on the vector path with the test of the
   //         decisions to come).
   if (Trig::fast) {
+    // Every solved candidate's decisions, not only the selected one's: flangePosToAllJntPos
+    // keeps the vector values only when all are clear, and the answer here is one of its
+    // rows to the bit.
+    for (int k = 0; k < 8; ++k) {
+      if (raw.status[k] != 0 || raw.jntPos[k] == sel) continue;
+      Float64 q[6];
+      for (int j = 0; j < 6; ++j) q[j] = raw.jntPos[k][j];
+      if (!_alignedClear(q, jntPosRef, jointError)) return false;
+    }
     if (!_alignedClear(sel, jntPosRef, jointError)) return false;
   } else {
     _intoReferenceTurns(sel, jntPosRef);

@@ -56,20 +56,20 @@ class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   // The solved candidate, or whole-turn variant (q + 2 pi k per joint) of one, nearest the
   // reference: smallest largest-joint-difference, ties to the lower candidate index; a
   // difference that is not a number counts as infinite. Each joint takes the variant
-  // nearest its reference within [lower[j], upper[j]] (and within 2^20 turns); lower and upper are
-  // six limits each, null for none (infinite limits are none either). Returns 0 (jntPos written), 8
-  // when a lower limit is above its upper one or a limit is not a number (checked first), 6 or 2
-  // for the pose, 7 when no candidate is solved or none has variants within the limits
-  // (joint values that are not finite have none), or the status of the first singular
-  // candidate when none is solved and one is singular. jntPos is resized to 6 and written
-  // only on code 0.
+  // nearest its reference within [lower[j], upper[j]] (and within 2^20 turns); lower and
+  // upper are six limits each, null for none (infinite limits are none either). Returns 0
+  // (jntPos written), 8 when a lower limit is above its upper one or a limit is not a
+  // number (checked first), 6 or 2 for the pose, 7 when no candidate is solved or none has
+  // variants within the limits (joint values that are not finite have none), or the status
+  // of the first singular candidate when none is solved and one is singular. jntPos is
+  // resized to 6 and written only on code 0.
   Int32 flangePosToNearestJntPos(const KDL::Frame& flangePos, const MathVector& jntPosRef,
                                  MathVector& jntPos, const Float64* lower = nullptr,
                                  const Float64* upper = nullptr);
 
-  // Singularity thresholds, fixed at construction: shoulder, elbow, wrist, in the order of
-  // the result codes 2, 3, 4. Only the limits decide anything; the warning bands are kept
-  // for callers that read them.
+  // Singularity thresholds, set at construction by these initialisers: shoulder, elbow,
+  // wrist, in the order of the result codes 2, 3, 4. Only the limits decide anything; the
+  // warning bands are kept for callers that read them.
   Float64 _shoulderSingularWarn = 0.02;   // length: warning band of the shoulder test
   Float64 _shoulderSingularLimit = 0.01;  // length: least sqrt(L), wrist centre from its cylinder
   Float64 _elbowSingularWarn = 0.03490658503988659;    // rad (2 deg): elbow warning band
