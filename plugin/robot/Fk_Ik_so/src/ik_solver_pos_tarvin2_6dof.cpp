@@ -68,7 +68,7 @@ inline Bool branchClear(Float64 y, Float64 x, Float64 yError) {
 }  // namespace
 
 // flangePosToJntPos after its assertion, with the functions of Trig. With libm (Trig::fast
-// false) this is the designed computation and returns true. With the vector functions every
+// false) this is the reference computation and returns true. With the vector functions every
 // decision is taken on values that differ from libm's by at most a bound derived from the
 // magnitudes of the terms that formed them; returns false, writing nothing, when a decision lies
 // within its bound of the threshold, or the joints' bound exceeds LargestJointError.

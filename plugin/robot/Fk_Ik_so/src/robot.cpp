@@ -37,7 +37,7 @@ Void Robot::jntPosToTcpPos(const MathVector& jntPosIn, const Tool& tool, MathVec
 
 // The inverse members try the vector path first: the flange frame built with the vector
 // functions and the solver's vector path told how far that frame may lie from libm's. Where
-// a decision comes too near for that, they take the designed path with libm's frame.
+// a decision comes too near for that, they take the solver's own entry with libm's frame.
 Int32 Robot::tcpPosToJntPos(const MathVector& tcpPosIn, const Tool& tool,
                             const MathVector& jntPosRef, MathVector& jntPosOut) {
   assert(tcpPosIn.size() == 6);
