@@ -65,6 +65,18 @@ inline Bool branchClear(Float64 y, Float64 x, Float64 yError) {
   return !(x < 0) || std::fabs(y) > yError;
 }
 
+// The turn count of _intoReferenceTurns, the same operations.
+inline Int32 turnCountOf(Float64 x) {
+  const auto truncToInt32 = [](Float64 v) -> Int32 {
+    if (v > -2147483649.0 && v < 2147483648.0) return static_cast<Int32>(v);
+    return INT32_MIN;
+  };
+  const Float64 invPi = 0.3183098861837907;
+  if (x >= Pi) return truncToInt32(0.5 + (0.5 * x) * invPi);
+  if (x < -Pi) return truncToInt32(invPi * (0.5 * x) - 0.5);
+  return 0;
+}
+
 }  // namespace
 
 // flangePosToJntPos after its assertion, with the functions of Trig. With libm (Trig::fast
@@ -133,13 +145,19 @@ Bool IkSolverPos_Tarvin2_6Dof::_solve(const KDL::Frame& flangePos, const FrameEr
     // Every solved candidate's decisions, not only the selected one's: flangePosToAllJntPos
     // keeps the vector values only when all are clear, and the answer here is one of its
     // rows to the bit.
+    Float64 ref[6];
+    Int32 refTurns[6];
+    for (int j = 0; j < 6; ++j) {
+      ref[j] = jntPosRef(j);
+      refTurns[j] = turnCountOf(ref[j]);
+    }
     for (int k = 0; k < 8; ++k) {
       if (raw.status[k] != 0 || raw.jntPos[k] == sel) continue;
       Float64 q[6];
       for (int j = 0; j < 6; ++j) q[j] = raw.jntPos[k][j];
-      if (!_alignedClear(q, jntPosRef, jointError)) return false;
+      if (!_alignedClear(q, ref, refTurns, jointError)) return false;
     }
-    if (!_alignedClear(sel, jntPosRef, jointError)) return false;
+    if (!_alignedClear(sel, ref, refTurns, jointError)) return false;
   } else {
     _intoReferenceTurns(sel, jntPosRef);
   }
@@ -194,12 +212,11 @@ Bool IkSolverPos_Tarvin2_6Dof::_referenceMode(const MathVector& jntPosRef, Int32
 // libm's: false when one lies within its bound of its threshold. The turn counts change at odd
 // multiples of pi; a joint at a multiple of a quarter turn is a value hosts send exactly (home
 // positions), and libm then gives it exactly, so such joints are left to libm as well.
-Bool IkSolverPos_Tarvin2_6Dof::_alignedClear(Float64* q, const MathVector& jntPosRef,
+Bool IkSolverPos_Tarvin2_6Dof::_alignedClear(Float64* q, const Float64* ref, const Int32* refTurns,
                                              Float64 error) const {
   const Float64 quarterTurn = 0.5 * Pi, quartersPerRadian = 2 / Pi;
-  Float64 ref[6], bound[6];
+  Float64 bound[6];
   for (int j = 0; j < 6; ++j) {
-    ref[j] = jntPosRef(j);
     // A reference that is not finite decides alike for every joint value: its turn count
     // and its distance test do not depend on them.
     bound[j] =
@@ -208,8 +225,11 @@ Bool IkSolverPos_Tarvin2_6Dof::_alignedClear(Float64* q, const MathVector& jntPo
     const Float64 t = q[j] * quartersPerRadian;
     const Float64 quarters = static_cast<Float64>(static_cast<Int32>(t < 0 ? t - 0.5 : t + 0.5));
     if (!clearOf(q[j], quarters * quarterTurn, bound[j])) return false;
+    // Into the reference's turn, as _intoReferenceTurns does it.
+    const UInt32 apart = static_cast<UInt32>(turnCountOf(q[j])) - static_cast<UInt32>(refTurns[j]);
+    const Int32 halfTurns = static_cast<Int32>(2u * apart);
+    q[j] = q[j] - Pi * static_cast<Float64>(halfTurns);
   }
-  _intoReferenceTurns(q, jntPosRef);
   for (const int j : {4, 2}) {
     const Float64 limit = j == 4 ? _wristSingularLimit : _elbowSingularLimit;
     const Float64 v = q[j];
@@ -617,8 +637,15 @@ Bool IkSolverPos_Tarvin2_6Dof::_all(const KDL::Frame& flangePos, const FrameErro
   const Int32 poseCode = _candidatesWith<Trig>(flangePos, inputError, solutions, jointError);
   if (poseCode < 0) return false;
   if (Trig::fast && poseCode == 0) {
+    Float64 ref[6];
+    Int32 refTurns[6];
+    for (int j = 0; j < 6; ++j) {
+      ref[j] = jntPosRef(j);
+      refTurns[j] = turnCountOf(ref[j]);
+    }
     for (int k = 0; k < 8; ++k) {
-      if (solutions.status[k] == 0 && !_alignedClear(solutions.jntPos[k], jntPosRef, jointError)) {
+      if (solutions.status[k] == 0 &&
+          !_alignedClear(solutions.jntPos[k], ref, refTurns, jointError)) {
         return false;
       }
     }

@@ -110,7 +110,9 @@ class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   // _intoReferenceTurns, on the vector path: false when one of the decisions of the turn
   // alignment and the tests after it lies within its bound of its threshold (q then half
   // done, to be dropped).
-  FK_IK_SO_LOCAL Bool _alignedClear(Float64* q, const MathVector& jntPosRef, Float64 error) const;
+  // ref: the reference's six values, refTurns: their turn counts.
+  FK_IK_SO_LOCAL Bool _alignedClear(Float64* q, const Float64* ref, const Int32* refTurns,
+                                    Float64 error) const;
   // The turn alignment and singularity test of flangePosToJntPos's answer: each
   // joint into the reference's turn; 4 or 3 when q4 or q2 then lies within 1 degree of
   // 0, pi or -pi, else 0; each joint at most one turn towards the reference.
