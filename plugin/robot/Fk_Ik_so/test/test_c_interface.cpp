@@ -7,7 +7,6 @@
 #include <cmath>
 #include <filesystem>
 #include <kdl/frames.hpp>
-#include <random>
 #include <string>
 
 #include "fk_ik_so.h"
@@ -42,9 +41,7 @@ Library& library() {
   return shared;
 }
 
-const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},
-                                 {0.425, 0, 0, 0},         {0.3922, M_PI, 0.1333, 0},
-                                 {0, M_PI / 2, 0.0997, 0}, {0, M_PI / 2, 0.0996, 0}};
+using test_support::kSampleArm;
 const double kNoTool[6] = {0, 0, 0, 0, 0, 0};
 
 // Joint positions clear of the sample arm's singular configurations.
@@ -56,10 +53,6 @@ const double kJoints[][6] = {{0.0, -1.2, 1.5, -0.3, 1.0, 0.0},
 KDL::Frame poseFrame(const double pose[6]) {
   return KDL::Frame(KDL::Rotation::RPY(pose[3], pose[4], pose[5]),
                     KDL::Vector(pose[0], pose[1], pose[2]));
-}
-
-void expectArrayNear(const double* actual, const double* expected, double tolerance) {
-  for (int i = 0; i < 6; ++i) EXPECT_NEAR(actual[i], expected[i], tolerance) << "element " << i;
 }
 
 // The inverse of pose with q as reference, in the current model: code 0, every joint
@@ -115,71 +108,6 @@ TEST(CInterface, SecondInitReplacesTheFirst) {
 
     library().init(kSampleArm);
     EXPECT_NE(library().tcpPosToJntPos(mm, kNoTool, q, back), 0);
-  }
-}
-
-// With every parameter zero all joint axes are the base's z axis: zero joints give six
-// zeros, other joints turn the flange about z by the sum of the joint positions.
-TEST(CInterface, AllZeroArm) {
-  const double zeroArm[6][4] = {};
-  library().init(zeroArm);
-  const double zeros[6] = {0, 0, 0, 0, 0, 0};
-  double out[6];
-  std::fill(out, out + 6, 42.0);
-  ASSERT_EQ(library().jntPosToTcpPos(zeros, kNoTool, out), 0);
-  for (double v : out) EXPECT_EQ(v, 0.0);
-
-  for (const auto& q : kJoints) {
-    double sum = 0.0;
-    for (double v : q) sum += v;
-    ASSERT_EQ(library().jntPosToTcpPos(q, kNoTool, out), 0);
-    const double expected[6] = {0, 0, 0, 0, 0, std::atan2(std::sin(sum), std::cos(sum))};
-    expectArrayNear(out, expected, 1e-12);
-  }
-}
-
-// Tools of 0.05 and 0.1 along z put the TCP that far along the flange's own z axis.
-TEST(CInterface, ToolAlongFlangeZ) {
-  library().init(kSampleArm);
-  std::mt19937_64 rng(11);
-  std::uniform_real_distribution<double> angle(-M_PI, M_PI);
-  for (int k = 0; k < 50; ++k) {
-    double q[6], flange[6];
-    for (double& v : q) v = angle(rng);
-    ASSERT_EQ(library().jntPosToTcpPos(q, kNoTool, flange), 0);
-    const KDL::Frame f = poseFrame(flange);
-    for (double length : {0.05, 0.1}) {
-      const double tool[6] = {0, 0, length, 0, 0, 0};
-      double tcp[6];
-      ASSERT_EQ(library().jntPosToTcpPos(q, tool, tcp), 0);
-      const KDL::Vector p = f.p + length * f.M.UnitZ();
-      const double expected[6] = {p.x(), p.y(), p.z(), flange[3], flange[4], flange[5]};
-      expectArrayNear(tcp, expected, 1e-14);
-    }
-  }
-}
-
-// A pose out of reach: a code other than 0 and 1, and six zeros written back.
-TEST(CInterface, UnreachablePoseWritesZeros) {
-  library().init(kSampleArm);
-  const double far[6] = {2.0, 0.5, 0.3, 0, 0, 0};
-  double out[6];
-  std::fill(out, out + 6, 42.0);
-  const int code = library().tcpPosToJntPos(far, kNoTool, kJoints[0], out);
-  EXPECT_NE(code, 0);
-  EXPECT_NE(code, 1);
-  for (double v : out) EXPECT_EQ(v, 0.0);
-}
-
-// Forward, then back with the joints as reference and a tool (the last joint position
-// lies beyond +-pi).
-TEST(CInterface, RoundTripInTheReferenceConfiguration) {
-  library().init(kSampleArm);
-  const double tool[6] = {0.01, -0.02, 0.15, 0.1, -0.2, 0.3};
-  for (const auto& q : kJoints) {
-    double pose[6];
-    ASSERT_EQ(library().jntPosToTcpPos(q, tool, pose), 0);
-    expectRoundTrip(q, tool, pose);
   }
 }
 
