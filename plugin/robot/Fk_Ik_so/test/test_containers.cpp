@@ -99,32 +99,26 @@ TYPED_TEST(VectorOfEveryType, StorageKeepsWhatIsNotInUse) {
     EXPECT_EQ(v.size(), 0u);
     EXPECT_EQ(slots(v), std::vector<T>(Max_Vector_Dimension, T(0)));
   }
-  // resize exposes and keeps stored values; assignment takes the source's size; the array
-  // assignment reads the current size; setToZero and fill write only the used elements.
-  Vector<T> v = smallVector<T>(rng, 6);
-  const std::vector<T> stored = slots(v);
-  v.resize(2);
-  v.resize(Max_Vector_Dimension);
-  EXPECT_EQ(slots(v), stored);
-  Vector<T> a(6), b = smallVector<T>(rng, 3);
-  a = b;
-  EXPECT_EQ(a.size(), 3u);
-  for (UInt32 i = 0; i < 3; ++i) EXPECT_EQ(a(i), b(i));
-  v.resize(3);
-  v = static_cast<const T*>(values);
-  v.setToZero();
+  // resize exposes and keeps stored values; the array assignment reads the current size;
+  // setToZero and fill write only the used elements; assignment takes the source's size.
+  Vector<T> v = smallVector<T>(rng, Max_Vector_Dimension), a(6);
+  std::vector<T> expected = slots(v);
   v.resize(5);
-  v.fill(7);
-  v.resize(Max_Vector_Dimension);
-  std::vector<T> expected = stored;
-  for (UInt32 i = 0; i < 5; ++i) expected[i] = static_cast<T>(7);
-  EXPECT_EQ(slots(v), expected);
-  v.resize(4);
   v = static_cast<const T*>(values);
+  v.resize(3);
   v.setToZero();
-  for (UInt32 i = 0; i < 4; ++i) expected[i] = T(0);
+  v.resize(2);
+  v.fill(7);
+  const T changed[5] = {static_cast<T>(7), static_cast<T>(7), T(0), values[3], values[4]};
+  std::copy(changed, changed + 5, expected.begin());
   v.resize(Max_Vector_Dimension);
   EXPECT_EQ(slots(v), expected);
+  a = v;
+  v.resize(2);
+  a = v;
+  EXPECT_EQ(a.size(), 2u);
+  a.resize(Max_Vector_Dimension);
+  EXPECT_EQ(slots(a), expected);
 }
 
 TYPED_TEST(VectorOfEveryType, ArithmeticIsExactArithmeticConvertedToT) {
@@ -166,27 +160,26 @@ TYPED_TEST(VectorOfEveryType, ArithmeticIsExactArithmeticConvertedToT) {
         EXPECT_EQ(added(i), static_cast<T>(x(i) + ws));
         EXPECT_EQ(subtracted(i), static_cast<T>(x(i) - ws));
       }
-      if (n > 0) {
+      if (n > 0) {  // extrema: the first of equal elements
         std::vector<T> e(aSlots.begin(), aSlots.begin() + n), m;
         for (UInt32 i = 0; i < n; ++i) m.push_back(a.abs()(i));
-        const auto lowest = std::min_element(e.begin(), e.end());
-        const auto highest = std::max_element(e.begin(), e.end());
+        const auto at = [](const std::vector<T>& v, auto it) {
+          return std::make_pair(T(*it), UInt32(it - v.begin()));
+        };
         T value;
         UInt32 index;
         a.min(value, index);
-        EXPECT_EQ(std::make_pair(value, index),
-                  std::make_pair(T(*lowest), UInt32(lowest - e.begin())));
+        EXPECT_EQ(std::make_pair(value, index), at(e, std::min_element(e.begin(), e.end())));
         EXPECT_EQ(std::make_pair(a.min(), a.minIndex()), std::make_pair(value, index));
         a.max(value, index);
-        EXPECT_EQ(std::make_pair(value, index),
-                  std::make_pair(T(*highest), UInt32(highest - e.begin())));
+        EXPECT_EQ(std::make_pair(value, index), at(e, std::max_element(e.begin(), e.end())));
         EXPECT_EQ(std::make_pair(a.max(), a.maxIndex()), std::make_pair(value, index));
-        const auto smallest = std::min_element(m.begin(), m.end());
-        const auto largest = std::max_element(m.begin(), m.end());
-        EXPECT_EQ(a.minAbs(), T(*smallest));
-        EXPECT_EQ(a.minAbsIndex(), static_cast<T>(smallest - m.begin()));
-        EXPECT_EQ(a.maxAbs(), T(*largest));
-        EXPECT_EQ(a.masAbsIndex(), static_cast<T>(largest - m.begin()));
+        const auto low = at(m, std::min_element(m.begin(), m.end()));
+        const auto high = at(m, std::max_element(m.begin(), m.end()));
+        EXPECT_EQ(std::make_pair(a.minAbs(), a.minAbsIndex()),
+                  std::make_pair(low.first, T(low.second)));
+        EXPECT_EQ(std::make_pair(a.maxAbs(), a.masAbsIndex()),
+                  std::make_pair(high.first, T(high.second)));
       }
       // A zero vector projects to zero.
       expectElements("project", Vector<T>(n).project(b), n, [](UInt32) { return 0; });
@@ -218,31 +211,15 @@ TYPED_TEST(VectorOfEveryType, ComparisonsSeeEveryElement) {
   }
 }
 
-// Where the element types part ways: floating-point edge values, and ties in the extrema.
+// Edge values of the floating-point types: not-a-number and the sign of zero.
 TEST(VectorPerType, EdgeValues) {
-  EXPECT_TRUE(vec<double>({1.0}).almostEqual(vec<double>({1.5}), -0.5));
-  EXPECT_FALSE(vec<double>({1.0}).almostEqual(vec<double>({1.5}), 0.4));
   EXPECT_TRUE(vec<double>({NaN}).almostEqual(vec<double>({0.0}), 0.0));
-  EXPECT_TRUE(vec<double>({NaN}) != vec<double>({NaN}));
-  EXPECT_TRUE(vec<double>({0.0}) == vec<double>({-0.0}));
-  EXPECT_FALSE(vec<short>({32767}).almostEqual(vec<short>({-32768}), 1.0));  // in int
+  EXPECT_TRUE(vec<double>({NaN}) != vec<double>({NaN}) &&
+              vec<double>({0.0}) == vec<double>({-0.0}));
   Vector<double> v = vec<double>({NaN, 1.0});
   v.normalize();  // the norm is not a number: all zeros
   EXPECT_EQ(slots(v), std::vector<double>(Max_Vector_Dimension, 0.0));
-  const Vector<double> undefined = vec<double>({1.0, 0.0}).project(vec<double>({0.0, 0.0}));
-  EXPECT_TRUE(std::isnan(undefined(0)) && std::isnan(undefined(1)));
-  EXPECT_EQ(vec<double>({1.0, 1.0}).project(vec<double>({2.0, 0.0}))(0), 1.0);
-  const Vector<double> ties = vec<double>({2.0, 1.0, 1.0, 2.0});
-  EXPECT_EQ(std::make_pair(ties.minIndex(), ties.maxIndex()), std::make_pair(1u, 0u));
-  EXPECT_EQ(vec<double>({-4, 2, -1}).minAbsIndex(), 2.0);
-  Vector<int> empty = vec<int>({5, 1});
-  empty.resize(0);  // the extrema of an empty vector report slot 0 as stored
-  EXPECT_EQ(std::make_pair(empty.min(), empty.max()), std::make_pair(5, 5));
-  EXPECT_EQ((vec<int>({65536}) * 65536)(0), 0);  // wraps
-  EXPECT_EQ(vec<long>({-9, 0}).abs()(0), 9);
-  Vector<bool> flags(3);
-  flags.fill(5);
-  EXPECT_TRUE(flags(0) && flags(2));
+  EXPECT_TRUE(std::isnan(vec<double>({1.0, 0.0}).project(vec<double>({0.0, 0.0}))(1)));
 }
 
 // Vector<double> against Eigen on random vectors of every size.
