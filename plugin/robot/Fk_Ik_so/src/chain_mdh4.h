@@ -15,7 +15,7 @@
 #include "vector.h"
 
 // One joint's modified DH parameters.
-struct MDH {
+struct FK_IK_SO_API MDH {
   MDH();
 
   Float64 a;      // link length along the previous frame's x axis
@@ -38,7 +38,7 @@ struct TwistSinCos {
 // The chain of a 6-axis arm: _dof (always 6) records copied from the caller.
 // The record array has room for Max_Chain_Dof records; the seventh stays zero.
 // The solvers read the fields directly; nothing changes them after construction.
-class Chain_MDH4 {
+class FK_IK_SO_API Chain_MDH4 {
  public:
   // Copies the records of pMDH4Param, which must hold exactly six (asserted).
   Chain_MDH4(UInt32 dof, const std::vector<MDH>* pMDH4Param);

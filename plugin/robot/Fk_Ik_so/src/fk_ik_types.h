@@ -3,17 +3,38 @@
 //
 // Units: lengths are in whatever unit the arm's MDH lengths are given in (the
 // library converts nothing); angles are radians throughout.
+//
+// The aliases and the export macro are valid C as well, for the C header fk_ik_so.h;
+// the rest is C++.
 #ifndef FK_IK_SO_FK_IK_TYPES_H
 #define FK_IK_SO_FK_IK_TYPES_H
 
-#include <cstdint>
+#include <stdint.h>
 
-typedef std::uint8_t UInt8;
-typedef std::uint32_t UInt32;
-typedef std::int32_t Int32;
+typedef uint8_t UInt8;
+typedef uint32_t UInt32;
+typedef int32_t Int32;
 typedef double Float64;
+#ifdef __cplusplus
 typedef bool Bool;
+#else
+typedef _Bool Bool;
+#endif
 typedef void Void;
+
+// The library is built with hidden visibility: only what carries FK_IK_SO_API (the
+// exported functions and the classes of the interface) is seen by hosts, and the
+// library's calls to its own functions stay inside it. FK_IK_SO_LOCAL keeps a member of
+// an exported class inside the library.
+#if defined(__GNUC__)
+#define FK_IK_SO_API __attribute__((visibility("default")))
+#define FK_IK_SO_LOCAL __attribute__((visibility("hidden")))
+#else
+#define FK_IK_SO_API
+#define FK_IK_SO_LOCAL
+#endif
+
+#ifdef __cplusplus
 
 const Float64 Pi = 3.141592653589793;
 // Conversion factors between millimetres and the chain's unit (metres). Declared
@@ -32,5 +53,7 @@ template <typename T>
 inline int sign(const T& x) {
   return (x > 0) - (0 > x);
 }
+
+#endif  // __cplusplus
 
 #endif  // FK_IK_SO_FK_IK_TYPES_H

@@ -43,7 +43,7 @@ inline KDL::Frame frameProduct(const KDL::Frame& lhs, const KDL::Frame& rhs) {
   return KDL::Frame(m, a * rhs.p + lhs.p);
 }
 
-class FkSolverPos {
+class FK_IK_SO_API FkSolverPos {
  public:
   // Keeps chainMDH4 (not owned); it must outlive the solver.
   explicit FkSolverPos(Chain_MDH4* chainMDH4);

@@ -4,7 +4,7 @@
 
 #include "fk_solver_pos.h"
 
-class FkSolverPos_Tarvin2_6Dof : public FkSolverPos {
+class FK_IK_SO_API FkSolverPos_Tarvin2_6Dof : public FkSolverPos {
  public:
   // chainMDH4 must have six joints (asserted).
   explicit FkSolverPos_Tarvin2_6Dof(Chain_MDH4* chainMDH4);

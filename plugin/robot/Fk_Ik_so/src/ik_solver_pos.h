@@ -8,7 +8,7 @@
 #include "fk_ik_types.h"
 #include "vector.h"
 
-class IkSolverPos {
+class FK_IK_SO_API IkSolverPos {
  public:
   // Keeps chainMDH4 (not owned); it must outlive the solver.
   explicit IkSolverPos(Chain_MDH4* chainMDH4);

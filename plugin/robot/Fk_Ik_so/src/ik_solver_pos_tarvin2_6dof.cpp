@@ -1,6 +1,6 @@
 #include "ik_solver_pos_tarvin2_6dof.h"
 
-// The six thresholds take the values of their initialisers in the class.
+#include "simd_trig.h"  // internal, not installed: hosts see only the solver
 IkSolverPos_Tarvin2_6Dof::IkSolverPos_Tarvin2_6Dof(Chain_MDH4* chainMDH4) : IkSolverPos(chainMDH4) {
   assert(chainMDH4->_dof == 6);
 }

@@ -9,15 +9,14 @@
 #ifndef FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 #define FK_IK_SO_IK_SOLVER_POS_TARVIN2_6DOF_H
 
-// <cassert>, <cmath> and simd_trig.h serve the solver's source file, whose constructor
-// and entry point keep their assertions at fixed lines (their reports name file and line).
+// <cassert> and <cmath> serve the solver's source file, whose constructor and entry point
+// keep their assertions at fixed lines (their reports name file and line).
 #include <cassert>
 #include <cmath>
 
 #include "ik_solver_pos.h"
-#include "simd_trig.h"
 
-class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
+class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
  public:
   // chainMDH4 must have six joints (asserted).
   explicit IkSolverPos_Tarvin2_6Dof(Chain_MDH4* chainMDH4);
@@ -30,9 +29,9 @@ class IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   // True exactly for the configuration modes 0 ... 7.
   Bool _isValidMode(const Int32& mode);
 
-  // Singularity thresholds, fixed at construction: shoulder, elbow, wrist, in the order of
-  // the result codes 2, 3, 4. Only the limits decide anything; the warning bands are kept
-  // for callers that read them.
+  // Singularity thresholds, set at construction by these initialisers: shoulder, elbow,
+  // wrist, in the order of the result codes 2, 3, 4. Only the limits decide anything; the
+  // warning bands are kept for callers that read them.
   Float64 _shoulderSingularWarn = 0.02;   // length: warning band of the shoulder test
   Float64 _shoulderSingularLimit = 0.01;  // length: least sqrt(L), wrist centre from its cylinder
   Float64 _elbowSingularWarn = 0.03490658503988659;    // rad (2 deg): elbow warning band

@@ -15,7 +15,7 @@
 #include "fk_ik_types.h"
 #include "matrix.h"
 
-class Jacobian : public Matrix<double> {
+class FK_IK_SO_API Jacobian : public Matrix<double> {
  public:
   // nr x nc zeros. The matrix checks its own bounds first, then the Jacobian's.
   Jacobian(const UInt8& nr, const UInt8& nc) : Matrix<double>(nr, nc) {

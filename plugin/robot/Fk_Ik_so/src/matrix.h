@@ -21,6 +21,9 @@
 #include "fk_ik_types.h"
 #include "vector.h"
 
+// Exported through the pragma rather than an attribute on the class: an attribute would
+// change how GCC spells the type in the assertion reports of the members.
+#pragma GCC visibility push(default)
 template <typename T>
 class Matrix {
  public:
@@ -138,10 +141,10 @@ class Matrix {
   // Inverts the n x n block a into out, which is written only on success. The
   // method follows `order` (1: reciprocal, 2 and 3: closed forms, else LU of order
   // n); passAtEps says whether an LU pivot product of exactly _eps passes.
-  Bool _getInvBlock(const T* a, const UInt32& n, const UInt32& order, const Bool& passAtEps,
-                    T* out);
+  FK_IK_SO_LOCAL Bool _getInvBlock(const T* a, const UInt32& n, const UInt32& order,
+                                   const Bool& passAtEps, T* out);
   // lpinv (left) and rpinv: the inverse of the normal matrix, then the product.
-  Bool _getPseudoInv(Matrix<T>& out, const Bool& left);
+  FK_IK_SO_LOCAL Bool _getPseudoInv(Matrix<T>& out, const Bool& left);
 
   T _data[Max_Matrix_Dimension * Max_Matrix_Dimension];
   UInt32 _n;
@@ -149,5 +152,6 @@ class Matrix {
   UInt32 _nc;
   Float64 _eps;
 };
+#pragma GCC visibility pop
 
 #endif  // FK_IK_SO_MATRIX_H

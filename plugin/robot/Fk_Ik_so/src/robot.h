@@ -22,7 +22,7 @@
 #include "ik_solver_pos_tarvin2_6dof.h"
 #include "vector.h"
 
-class Robot {
+class FK_IK_SO_API Robot {
  public:
   // Builds the chain from the six records, then the forward and the inverse solver.
   explicit Robot(const std::vector<MDH>& mdh);

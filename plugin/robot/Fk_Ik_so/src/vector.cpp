@@ -1,10 +1,12 @@
 #include "vector.h"
 
 #include <cassert>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <functional>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 
 // Element arithmetic and reductions precede the storage members below.
@@ -29,48 +31,46 @@ Vector<T1> elementWise(UInt32 n, F f) {
   return result;
 }
 
-// Element and index of the extremum of data[0 ... n-1]: the candidate starts at slot 0,
-// read even when n is 0, and a later element replaces it only where better() holds,
-// strictly. Ties keep the lowest index; a NaN neither replaces nor is replaced.
-template <typename T, typename Better>
-std::pair<T, UInt32> extremum(const T* data, UInt32 n, Better better) {
-  std::pair<T, UInt32> best(data[0], 0);
-  for (UInt32 i = 1; i < n; ++i)
-    if (better(data[i], best.first)) best = std::make_pair(data[i], i);
-  return best;
+// x converted to T as GCC's code for x86-64 has always converted it, but with every case
+// defined: a plain cast is undefined out of range, and the sanitizer build stops there.
+// In range the conversion truncates toward zero. Out of range, and for a NaN, the
+// truncating instruction gives its "integer indefinite" value, the smallest int or long;
+// short keeps the low 16 bits of that int (0), and unsigned int the low 32 bits of the
+// long. unsigned long from 2^63 on converts x - 2^63 and sets the top bit again, so 2^64
+// gives 0. abs() and norm() meet these cases: |INT_MIN| is 2^31, |LONG_MIN| and every
+// long from 2^63 - 512 on become 2^63 in double, unsigned longs from 2^64 - 1024 on
+// become 2^64, and the root of a sum of squares that wrapped negative is a NaN.
+template <typename T>
+T fromDouble(Float64 x) {
+  const Float64 two31 = 2147483648.0, two63 = 9223372036854775808.0;
+  // The instruction's two widths: 32 bits for int and short, 64 bits for the others.
+  const auto toInt = [&](Float64 v) { return v > -two31 - 1 && v < two31 ? int(v) : INT_MIN; };
+  const auto toLong = [&](Float64 v) { return v >= -two63 && v < two63 ? long(v) : LONG_MIN; };
+  if constexpr (std::is_same<T, int>::value || std::is_same<T, short>::value) {
+    return static_cast<T>(toInt(x));
+  } else if constexpr (std::is_same<T, long>::value || std::is_same<T, unsigned int>::value) {
+    return static_cast<T>(toLong(x));
+  } else if constexpr (std::is_same<T, unsigned long>::value) {
+    // No unsigned conversion instruction: below 2^63 (or NaN) the signed one, else the
+    // signed one on x - 2^63, which is exact there.
+    if (!(x >= two63)) return static_cast<T>(toLong(x));
+    return static_cast<T>(toLong(x - two63)) ^ (T(1) << 63);
+  } else {
+    return static_cast<T>(x);  // float, double and bool: defined for every value
+  }
 }
 
 }  // namespace
 
 // fabs clears the sign bit of float and double (-0.0 becomes 0.0); integers pass through
-// double, exact up to 2^53. short comes back through int, as its other results do, so
-// that |-32768| wraps to -32768 instead of leaving short's range.
+// double, exact up to 2^53, and come back through fromDouble. short comes back through int,
+// as its other results do, so that |-32768| wraps to -32768 instead of leaving its range.
 template <typename T1>
 Vector<T1> Vector<T1>::abs() const {
   using Promoted = decltype(+T1());
   return elementWise<T1>(_n, [this](UInt32 i) {
-    return static_cast<Promoted>(std::fabs(static_cast<Float64>(_data[i])));
+    return fromDouble<Promoted>(std::fabs(static_cast<Float64>(_data[i])));
   });
-}
-
-template <typename T>
-T Vector<T>::minAbs() const {
-  return abs().min();
-}
-
-template <typename T>
-T Vector<T>::minAbsIndex() const {
-  return static_cast<T>(abs().minIndex());
-}
-
-template <typename T>
-T Vector<T>::maxAbs() const {
-  return abs().max();
-}
-
-template <typename T>
-T Vector<T>::masAbsIndex() const {
-  return static_cast<T>(abs().maxIndex());
 }
 
 // The difference keeps the promoted type of T: it wraps for int, long and the unsigned
@@ -190,7 +190,7 @@ T Vector<T>::dot(const Vector<T>& other) const {
 // the root, an integer sum may wrap. No scaling guards against overflow.
 template <typename T>
 T Vector<T>::norm() const {
-  return static_cast<T>(std::sqrt(static_cast<Float64>(dot(*this))));
+  return fromDouble<T>(std::sqrt(static_cast<Float64>(dot(*this))));
 }
 
 // "Greater than zero" in T is n > 0.0 for float and double (false for a NaN norm),
@@ -220,6 +220,21 @@ Vector<T1> Vector<T1>::project(const Vector<T1>& other) const {
   return result;
 }
 
+namespace {
+
+// Element and index of the extremum of data[0 ... n-1]: the candidate starts at slot 0,
+// read even when n is 0, and a later element replaces it only where better() holds,
+// strictly. Ties keep the lowest index; a NaN neither replaces nor is replaced.
+template <typename T, typename Better>
+std::pair<T, UInt32> extremum(const T* data, UInt32 n, Better better) {
+  std::pair<T, UInt32> best(data[0], 0);
+  for (UInt32 i = 1; i < n; ++i)
+    if (better(data[i], best.first)) best = std::make_pair(data[i], i);
+  return best;
+}
+
+}  // namespace
+
 template <typename T>
 Void Vector<T>::min(T& value, UInt32& index) const {
   std::tie(value, index) = extremum(_data, _n, std::less<T>());
@@ -248,6 +263,26 @@ T Vector<T>::max() const {
 template <typename T>
 UInt32 Vector<T>::maxIndex() const {
   return extremum(_data, _n, std::greater<T>()).second;
+}
+
+template <typename T>
+T Vector<T>::minAbs() const {
+  return abs().min();
+}
+
+template <typename T>
+T Vector<T>::minAbsIndex() const {
+  return static_cast<T>(abs().minIndex());
+}
+
+template <typename T>
+T Vector<T>::maxAbs() const {
+  return abs().max();
+}
+
+template <typename T>
+T Vector<T>::masAbsIndex() const {
+  return static_cast<T>(abs().maxIndex());
 }
 
 // Storage and element access.

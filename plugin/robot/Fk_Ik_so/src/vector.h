@@ -12,6 +12,9 @@
 
 #include "fk_ik_types.h"
 
+// Exported through the pragma rather than an attribute on the class: an attribute would
+// change how GCC spells the type in the assertion reports of the members.
+#pragma GCC visibility push(default)
 template <typename T>
 class Vector {
  public:
@@ -107,6 +110,7 @@ class Vector {
   T _data[Max_Vector_Dimension];
   UInt32 _n;
 };
+#pragma GCC visibility pop
 
 typedef Vector<Float64> MathVector;
 

@@ -222,6 +222,41 @@ TEST(VectorPerType, EdgeValues) {
   EXPECT_TRUE(std::isnan(vec<double>({1.0, 0.0}).project(vec<double>({0.0, 0.0}))(1)));
 }
 
+// Results beyond the element type's range come back as x86-64's truncating conversion gives
+// them (the smallest int or long for signed types), with no undefined conversion for the
+// sanitizer build to see: abs of the smallest value, of longs that round to 2^63 and of
+// unsigned longs that round to 2^64, and norms of sums of squares that wrapped negative (a NaN
+// root), also through normalize and project.
+TEST(VectorPerType, OutOfRangeResultsAreTheTruncatingInstructions) {
+  const auto elements = [](const auto& v) {
+    auto all = slots(v);
+    all.resize(v.size());
+    return all;
+  };
+  const int intMin = std::numeric_limits<int>::min(), intMax = std::numeric_limits<int>::max();
+  const long longMin = std::numeric_limits<long>::min(), longMax = std::numeric_limits<long>::max();
+  EXPECT_EQ(elements(vec<int>({intMin, -intMax, 3}).abs()), (std::vector<int>{intMin, intMax, 3}));
+  EXPECT_EQ(vec<int>({intMin}).maxAbs(), intMin);
+  EXPECT_EQ(elements(vec<long>({longMin, longMax - 511, -(longMax - 512)}).abs()),
+            (std::vector<long>{longMin, longMin, longMax - 1023}));
+  const unsigned long top = std::numeric_limits<unsigned long>::max();
+  EXPECT_EQ(elements(vec<unsigned long>({top - 1023, top, top - 1024, (1UL << 63) - 512}).abs()),
+            (std::vector<unsigned long>{0, 0, top - 2047, 1UL << 63}));
+  EXPECT_EQ(vec<int>({46341}).norm(), intMin);
+  EXPECT_EQ(vec<long>({3037000500L}).norm(), longMin);
+  EXPECT_EQ(vec<short>({182}).norm(), 0);
+  EXPECT_EQ(vec<unsigned long>({top}).norm(), 1UL);  // the square wraps to 1
+  for (Vector<int> v : {vec<int>({46341, 0}), vec<int>({-46341, 3})}) {
+    const Vector<int> projection = v.project(vec<int>({1, 1}));
+    v.normalize();
+    EXPECT_EQ(elements(v), (std::vector<int>{0, 0}));
+    EXPECT_EQ(projection.size(), 2u);
+  }
+  Vector<short> s = vec<short>({182});
+  s.normalize();
+  EXPECT_EQ(s(0), 0);
+}
+
 // Vector<double> against Eigen on random vectors of every size.
 TEST(VectorDouble, AgreesWithEigen) {
   std::mt19937_64 rng(42);

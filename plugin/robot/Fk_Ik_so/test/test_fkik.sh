@@ -137,7 +137,7 @@ echo "$out" | grep -q "tcpPosToJntPos (inverse)" || failed "demo: no timing"
 # No library beside the program (a copy of it elsewhere).
 cp "$fkik" "$dir/fkik"
 fkik="$dir/fkik"
-expect 1 "cannot load library: $dir/libFk_Ik_so.so: cannot open shared object file" demo
+expect 1 "cannot find the library libFk_Ik_so.so.1 beside this program, in $dir/../lib or on the library path; give it with --lib FILE (tried: $dir/libFk_Ik_so.so.1: cannot open shared object file" demo
 
 [ "$failures" -eq 0 ] && echo "fkik answers as it should" && exit 0
 echo "$failures failed"

@@ -31,7 +31,10 @@ const char* const kUsage =
     "  --arm FILE  the arm's modified DH parameters: six lines, joint 1 first, of\n"
     "              a alpha d theta (lengths in any unit, angles in radians; '#' starts a\n"
     "              comment); default: the built-in sample arm, in metres\n"
-    "  --lib FILE  the library to load; default: libFk_Ik_so.so beside this program\n"
+    "  --lib FILE  the library to load; default: " FK_IK_SO_SONAME
+    " beside this program,\n"
+    "              else in " FK_IK_SO_RELATIVE_LIBDIR
+    " from it, else on the library path\n"
     "  --deg       angles on the command line and in the output in degrees (default\n"
     "              radians); the arm file stays in radians\n"
     "  --tool ...  the tool centre point relative to the flange (default all zero)\n"
@@ -216,10 +219,9 @@ std::string programDirectory(const char* argv0) {
   return slash == std::string::npos ? "./" : program.substr(0, slash + 1);
 }
 
-Library loadLibrary(const std::string& file) {
-  // The handle is kept until the process ends, as a host keeps the library loaded.
-  void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (handle == nullptr) fail(kLibraryFailed, std::string("cannot load library: ") + dlerror());
+// The library's functions from the loaded handle of `file`, which is kept until the
+// process ends, as a host keeps the library loaded.
+Library bindLibrary(void* handle, const std::string& file) {
   auto find = [&](const char* name) {
     void* symbol = dlsym(handle, name);
     if (symbol == nullptr) {
@@ -234,6 +236,34 @@ Library loadLibrary(const std::string& file) {
   library.tcpPosToJntPos =
       reinterpret_cast<decltype(library.tcpPosToJntPos)>(find("tcpPosToJntPos"));
   return library;
+}
+
+// The file given with --lib, and nothing else.
+Library loadLibrary(const std::string& file) {
+  void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) fail(kLibraryFailed, std::string("cannot load library: ") + dlerror());
+  return bindLibrary(handle, file);
+}
+
+// Without --lib the library is looked for by its SONAME, in this order: beside the
+// program (the build tree), in the library directory of the prefix the program is
+// installed in (bin/../lib, as installed), and on the dynamic linker's own path (a system
+// installation, or LD_LIBRARY_PATH). The message of a failure names every place tried.
+Library findLibrary(const std::string& programDirectory) {
+  const std::string soname = FK_IK_SO_SONAME;
+  const std::string candidates[] = {programDirectory + soname,
+                                    programDirectory + FK_IK_SO_RELATIVE_LIBDIR + "/" + soname,
+                                    soname};
+  std::string tried;
+  for (const std::string& file : candidates) {
+    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle != nullptr) return bindLibrary(handle, file);
+    tried += std::string(tried.empty() ? "" : "; ") + dlerror();
+  }
+  fail(kLibraryFailed, "cannot find the library " + soname + " beside this program, in " +
+                           programDirectory + FK_IK_SO_RELATIVE_LIBDIR +
+                           " or on the library path; give it with --lib FILE (tried: " + tried +
+                           ")");
 }
 
 // Angles come out in degrees with --deg; the library works in radians.
@@ -403,8 +433,8 @@ int main(int argc, char** argv) {
   } else {
     readArm(args.armFile, arm);
   }
-  const Library library = loadLibrary(
-      args.libraryFile.empty() ? programDirectory(argv[0]) + "libFk_Ik_so.so" : args.libraryFile);
+  const Library library = args.libraryFile.empty() ? findLibrary(programDirectory(argv[0]))
+                                                   : loadLibrary(args.libraryFile);
   library.init(arm);
   if (args.command == "fk") return runFk(library, args, angles);
   if (args.command == "ik") return runIk(library, args, angles);
