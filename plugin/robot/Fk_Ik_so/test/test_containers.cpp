@@ -290,9 +290,13 @@ TYPED_TEST_SUITE(MatrixOfEveryType, MatrixTypes);
 // the first rows x columns slots with the current column count as stride.
 TYPED_TEST(MatrixOfEveryType, MembersWorkOnTheUsedSlots) {
   using T = TypeParam;
-  for (const Matrix<T>& m : {Matrix<T>(static_cast<const T*>(nullptr)), Matrix<T>(14, 14)}) {
+  // The pointer constructors copy the element count, which is still 0: a 0 x 0 matrix.
+  T values[2] = {T(1), T(2)};
+  for (const Matrix<T>& m : {Matrix<T>(static_cast<const T*>(values)), Matrix<T>(values)}) {
     EXPECT_EQ(slots(m), std::vector<T>(kSlots, T(0)));
+    EXPECT_EQ(m.rows() + m.columns(), 0u);
   }
+  EXPECT_EQ(slots(Matrix<T>(14, 14)), std::vector<T>(kSlots, T(0)));
   Matrix<T> m = make<T>(3, 2, {1, 2, 3, 4, 5, 6});
   m.resize(2, 3);  // reread with the new stride
   EXPECT_EQ(std::make_pair(m(0, 2), m(1, 0)), std::make_pair(T(3), T(4)));
