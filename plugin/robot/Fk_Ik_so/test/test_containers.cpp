@@ -462,6 +462,8 @@ TEST(MatrixDouble, FailuresLeaveTheOutputUntouched) {
   expectFailsUntouched(diagonal({1e-10, 1}), inv, 2, 2);
   expectFailsUntouched(diagonal({1, 1, 1e-10}), inv, 3, 3);
   expectFailsUntouched(diagonal({1, 1, 1, 0.99e-10}), inv, 4, 4);
+  expectFailsUntouched(diagonal({0.99e-10, 1, 1, 1, 1}), inv, 5, 5);        // every pivot counts
+  expectFailsUntouched(diagonal({1e100, 1e100, 1e100, 1e100}), inv, 4, 4);  // overflow
   expectFailsUntouched(make<double>(1, 2, {6e-6, 8e-6}), rpinv, 2, 1);
   Matrix<double> wide =
       make<double>(4, 5, {1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 6e-6, 8e-6});
