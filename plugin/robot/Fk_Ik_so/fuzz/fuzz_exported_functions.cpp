@@ -1,4 +1,4 @@
-// libFuzzer target on the three exported functions.
+// libFuzzer target on the exported functions.
 //
 // An input is one flag byte followed by up to 48 doubles as raw 64-bit patterns (NaN,
 // infinities, subnormals and huge values included); missing bytes read as zero:
@@ -10,7 +10,8 @@
 // Flag bit 0 folds every value into a range of sane size (non-finite values become
 // zero, lengths fall in (-2, 2), angles in (-8, 8)); bit 1 gives the arm the chain form
 // the inverse solver is built for (twists 0, -pi/2, 0, pi, pi/2, pi/2 and
-// a[0] = a[1] = a[4] = a[5] = 0), keeping the other parameters from the input.
+// a[0] = a[1] = a[4] = a[5] = 0), keeping the other parameters from the input; the
+// remaining bits pick the configuration mode of the explicit-mode inverse, -2 ... 8.
 //
 // Each input initialises a model, computes the forward pose of the joints, and solves
 // the inverse twice: for the given pose, and for the forward pose just computed. Beyond
@@ -19,7 +20,13 @@
 //   - an inverse failure writes six zeros;
 //   - for a chain-form arm with folded inputs and arm links of at least 0.05, the
 //     forward pose is finite, and code 0 means a finite answer whose TCP frame is the
-//     target's to 1e-6 (distance of the origins plus angle between the rotations).
+//     target's to 1e-6 (distance of the origins plus angle between the rotations);
+//   - the same of the other inverse functions, run on the forward pose: the explicit mode
+//     (mode -1 gives the single answer bit for bit), each solved one of the eight
+//     candidates, and the nearest answer without limits and within the limits [joints,
+//     reference] (code 8 exactly when a limit is NaN or above its upper one);
+//   - the arm-form check names a parameter, and passes a folded chain-form arm exactly
+//     when its two arm links are non-zero.
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -34,6 +41,7 @@ const std::size_t ValueCount = 48;
 const double Pi = 3.141592653589793;
 
 struct Input {
+  int mode;
   bool folded;
   bool chainForm;
   double arm[6][4];
@@ -54,6 +62,7 @@ Input decode(const std::uint8_t* data, std::size_t size) {
   const std::uint8_t flags = size > 0 ? data[0] : 0;
   in.folded = flags & 1;
   in.chainForm = flags & 2;
+  in.mode = (flags >> 2) % 11 - 2;
   double values[ValueCount] = {};
   const std::size_t available = size > 0 ? (size - 1) / sizeof(double) : 0;
   std::memcpy(values, data + (size > 0 ? 1 : 0),
@@ -104,12 +113,10 @@ KDL::Frame tcpFrame(const Input& in, const double (&q)[6]) {
   return frame * host_support::poseFrame(in.tool);
 }
 
-// Solves the inverse of target and checks the answer against the host's rules.
-void checkInverse(const Input& in, const double (&target)[6], bool exact) {
-  double out[6];
-  std::memset(out, 0x5a, sizeof out);
-  const int code = tcpPosToJntPos(target, in.tool, in.ref, out);
-  REQUIRE(code == 0 || (code >= 2 && code <= 7));
+// A solver's answer against the host's rules: a failure writes six zeros, a success of an
+// exact request reaches the target.
+void checkAnswer(const Input& in, const double (&target)[6], bool exact, int code,
+                 const double (&out)[6]) {
   if (code != 0) {
     REQUIRE(host_support::allZero(out));
     return;
@@ -117,6 +124,48 @@ void checkInverse(const Input& in, const double (&target)[6], bool exact) {
   if (!exact) return;
   REQUIRE(host_support::allFinite(out));
   REQUIRE(host_support::distance(tcpFrame(in, out), host_support::poseFrame(target)) <= 1e-6);
+}
+
+// Solves the inverse of target and checks the answer against the host's rules.
+void checkInverse(const Input& in, const double (&target)[6], bool exact) {
+  double out[6];
+  std::memset(out, 0x5a, sizeof out);
+  const int code = tcpPosToJntPos(target, in.tool, in.ref, out);
+  REQUIRE(code == 0 || (code >= 2 && code <= 7));
+  checkAnswer(in, target, exact, code, out);
+}
+
+// The other inverse functions on one target.
+void checkOtherInverses(const Input& in, const double (&target)[6], bool exact) {
+  double out[6], single[6];
+  int code = tcpPosToJntPosInMode(target, in.tool, in.ref, in.mode, out);
+  REQUIRE(code == 0 || (code >= 2 && code <= 7));
+  checkAnswer(in, target, exact, code, out);
+  if (in.mode == -1) {
+    REQUIRE(tcpPosToJntPos(target, in.tool, in.ref, single) == code);
+    REQUIRE(host_support::sameBits(out, single));
+  }
+
+  double all[8][6];
+  int mode[8], status[8];
+  code = tcpPosToAllJntPos(target, in.tool, in.ref, all, mode, status);
+  REQUIRE(code == 0 || code == 2 || code == 6);
+  for (int k = 0; k < 8; ++k) {
+    REQUIRE(code == 0 ? status[k] == 0 || (status[k] >= 2 && status[k] <= 4) || status[k] == 7
+                      : status[k] == code && mode[k] == 0);
+    REQUIRE(mode[k] >= 0 && mode[k] <= 7);
+    checkAnswer(in, target, exact, status[k], all[k]);
+  }
+
+  code = tcpPosToNearestJntPos(target, in.tool, in.ref, nullptr, nullptr, out);
+  REQUIRE(code == 0 || (code >= 2 && code <= 7));
+  checkAnswer(in, target, exact, code, out);
+  bool invalid = false;
+  for (int i = 0; i < 6; ++i) invalid = invalid || !(in.jnt[i] <= in.ref[i]);
+  code = tcpPosToNearestJntPos(target, in.tool, in.ref, in.jnt, in.ref, out);
+  REQUIRE(invalid ? code == 8 : code == 0 || (code >= 2 && code <= 7));
+  checkAnswer(in, target, exact, code, out);
+  for (int i = 0; i < 6 && code == 0; ++i) REQUIRE(out[i] >= in.jnt[i] && out[i] <= in.ref[i]);
 }
 
 }  // namespace
@@ -132,5 +181,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (exact) REQUIRE(host_support::allFinite(tcp));
   checkInverse(in, in.pose, exact);
   checkInverse(in, tcp, exact);
+  checkOtherInverses(in, tcp, exact);
+
+  const int form = checkArmForm(in.arm);
+  REQUIRE(form >= 0 && form <= 24);
+  if (in.folded && in.chainForm) {
+    const bool links = std::fabs(in.arm[2][0]) > 1e-9 && std::fabs(in.arm[3][0]) > 1e-9;
+    REQUIRE(links ? form == 0 : form == 9 || form == 13);
+  }
   return 0;
 }

@@ -28,3 +28,23 @@ Int32 Chain_MDH4::getMode_6dof(const MathVector& jntPos, Int32& mode, Bool check
 }
 
 Chain_MDH4::~Chain_MDH4() {}
+
+// The tolerances absorb a twist written with a rounded pi and lengths of a few units in the
+// last place; anything larger changes the arm and makes the solver's answers miss the pose.
+Int32 Chain_MDH4::checkArmForm(const MDH* mdh) {
+  const Float64 twists[6] = {0.0, -Pi / 2, 0.0, Pi, Pi / 2, Pi / 2};
+  const Float64 tolerance = 1e-9;
+  for (Int32 i = 0; i < 6; ++i) {
+    const MDH& r = mdh[i];
+    const bool armLink = i == 2 || i == 3;
+    const bool finiteA = std::isfinite(r.a);
+    if (!finiteA || (std::fabs(r.a) <= tolerance) == armLink) return 4 * i + 1;
+    if (!std::isfinite(r.alpha) ||
+        !(std::fabs(std::remainder(r.alpha - twists[i], 2 * Pi)) <= tolerance)) {
+      return 4 * i + 2;
+    }
+    if (!std::isfinite(r.d)) return 4 * i + 3;
+    if (!std::isfinite(r.theta)) return 4 * i + 4;
+  }
+  return 0;
+}

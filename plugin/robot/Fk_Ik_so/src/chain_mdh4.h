@@ -52,6 +52,14 @@ class FK_IK_SO_API Chain_MDH4 {
   // quantity's magnitude is below 1e-6 is reported instead, as 2 (shoulder), 3 (elbow) or
   // 4 (wrist), tested in that order, and `mode` is left at 0. Returns 0 otherwise.
   Int32 getMode_6dof(const MathVector& jntPos, Int32& mode, Bool check);
+
+  // Whether six records are of the form the closed-form inverse solver is exact for:
+  // twists 0, -pi/2, 0, pi, pi/2, pi/2 up to whole turns within 1e-9 rad; a of records 0,
+  // 1, 4 and 5 zero and a of records 2 and 3 not, zero meaning |a| <= 1e-9 in the arm's
+  // length unit; every value finite. Returns 0 when they are, else 4 * record + field + 1
+  // of the first parameter that is not (records in order, fields a 0, alpha 1, d 2,
+  // theta 3). Reads only mdh[0] ... mdh[5]; needs no chain.
+  static Int32 checkArmForm(const MDH* mdh);
   // getMode_6dof in two halves, for the inverse solver, which has some of the sines at hand:
   // the shoulder quantity from the sines of q1, q2 + q1 and q3 - q1 - q2, summed in the same
   // order, and the code and mode bits of the three quantities.

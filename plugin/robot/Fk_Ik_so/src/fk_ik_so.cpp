@@ -21,6 +21,25 @@ Tool toTool(const Float64 tool[6]) {
   return t;
 }
 
+// The six records of rows of a, alpha, d, theta.
+Void toRecords(const Float64 mdhParam[6][4], MDH* records) {
+  for (int i = 0; i < 6; ++i) {
+    records[i].a = mdhParam[i][0];
+    records[i].alpha = mdhParam[i][1];
+    records[i].d = mdhParam[i][2];
+    records[i].theta = mdhParam[i][3];
+  }
+}
+
+// The pose and reference of an inverse request as vectors of six.
+Void toVectors(const Float64 tcpPos[6], const Float64 jntPosRef[6], MathVector& tcp,
+               MathVector& ref) {
+  for (UInt32 i = 0; i < 6; ++i) {
+    tcp(i) = tcpPos[i];
+    ref(i) = jntPosRef[i];
+  }
+}
+
 }  // namespace
 
 Void init(const Float64 mdhParam[6][4]) {
@@ -64,4 +83,46 @@ Int32 tcpPosToJntPos(const Float64 tcpPos[6], const Float64 tool[6], const Float
   // rely on receiving those six zeros.
   for (UInt32 i = 0; i < 6; ++i) jntPos[i] = out(i);
   return code;
+}
+
+Int32 tcpPosToJntPosInMode(const Float64 tcpPos[6], const Float64 tool[6],
+                           const Float64 jntPosRef[6], Int32 mode, Float64 jntPos[6]) {
+  if (pRobotModel == nullptr) return 1;
+  MathVector tcp(6), ref(6), out(6);
+  toVectors(tcpPos, jntPosRef, tcp, ref);
+  const Int32 code = pRobotModel->tcpPosToJntPosInMode(tcp, toTool(tool), ref, mode, out);
+  for (UInt32 i = 0; i < 6; ++i) jntPos[i] = out(i);
+  return code;
+}
+
+Int32 tcpPosToAllJntPos(const Float64 tcpPos[6], const Float64 tool[6], const Float64 jntPosRef[6],
+                        Float64 jntPos[8][6], Int32 mode[8], Int32 status[8]) {
+  if (pRobotModel == nullptr) return 1;
+  MathVector tcp(6), ref(6);
+  toVectors(tcpPos, jntPosRef, tcp, ref);
+  IkSolutions solutions;
+  const Int32 code = pRobotModel->tcpPosToAllJntPos(tcp, toTool(tool), ref, solutions);
+  for (int k = 0; k < 8; ++k) {
+    for (int j = 0; j < 6; ++j) jntPos[k][j] = solutions.jntPos[k][j];
+    mode[k] = solutions.mode[k];
+    status[k] = solutions.status[k];
+  }
+  return code;
+}
+
+Int32 tcpPosToNearestJntPos(const Float64 tcpPos[6], const Float64 tool[6],
+                            const Float64 jntPosRef[6], const Float64 lower[6],
+                            const Float64 upper[6], Float64 jntPos[6]) {
+  if (pRobotModel == nullptr) return 1;
+  MathVector tcp(6), ref(6), out(6);
+  toVectors(tcpPos, jntPosRef, tcp, ref);
+  const Int32 code = pRobotModel->tcpPosToNearestJntPos(tcp, toTool(tool), ref, out, lower, upper);
+  for (UInt32 i = 0; i < 6; ++i) jntPos[i] = out(i);
+  return code;
+}
+
+Int32 checkArmForm(const Float64 mdhParam[6][4]) {
+  MDH records[6];
+  toRecords(mdhParam, records);
+  return Chain_MDH4::checkArmForm(records);
 }

@@ -35,6 +35,49 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
   }
   if (!_isValidMode(targetMode)) return 5;
 
+  // 5.-13. The eight candidates, each with its configuration mode or the reason it has
+  //        none; the pose itself may be out of reach (6) or shoulder singular (2).
+  IkSolutions raw;
+  const Int32 poseCode = _candidates(flangePos, raw);
+  if (poseCode != 0) return poseCode;
+
+  // chosen[m] is the candidate of configuration mode m; bit m of `found` says there is one.
+  int chosen[8];
+  UInt32 found = 0;
+  for (int k = 0; k < 8; ++k) {
+    if (raw.status[k] == 7) continue;  // out of the two arm links' reach
+    // Deliberate: a single singular candidate ends the whole call with its code, even when
+    // it is not in the requested mode, and no later candidate is tried.
+    if (raw.status[k] != 0) return raw.status[k];
+    // Deliberate: a later candidate of the same mode overwrites an earlier one, so the
+    // answer need not be the joint position that produced the pose.
+    chosen[raw.mode[k]] = k;
+    found |= 1u << raw.mode[k];
+  }
+
+  // 14. No candidate in the requested mode (nor, then, when none was solvable at all).
+  if ((found & (1u << targetMode)) == 0) return 7;
+  Float64* const sel = raw.jntPos[chosen[targetMode]];
+
+  // 15.-16. Each joint into the reference's turn.
+  _intoReferenceTurns(sel, jntPosRef);
+  // 17. Singularity of the selected solution, wrist first, then elbow.
+  const Int32 singular = _alignedSingularity(sel);
+  if (singular != 0) return singular;
+  // 18. Nearest turn.
+  _nearestTurns(sel, jntPosRef);
+
+  // 19.-20.
+  for (UInt32 j = 0; j < 6; ++j) jntPos(j) = sel[j];
+  return 0;
+}
+
+// The closed form of the arm's eight candidates, rows of raw in candidate order, each with
+// its status: 0 with its configuration mode, 2, 3 or 4 when getMode_6dof finds it singular
+// (with the mode bits of its quantities), 7 when the target is out of the two arm links'
+// reach (D < 0; mode 0). Returns 6 (wrist centre on or inside the offset cylinder) or 2
+// (just outside it) for the pose as a whole, and then fills nothing.
+Int32 IkSolverPos_Tarvin2_6Dof::_candidates(const KDL::Frame& flangePos, IkSolutions& raw) const {
   const MDH* const mdh = _chainMDH4->_mdhParam;
   const KDL::Rotation& R = flangePos.M;
   const Float64 nx = R(0, 0), ny = R(1, 0), nz = R(2, 0);  // flange x axis
@@ -44,7 +87,7 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
   const Float64 a2 = mdh[2].a, a3 = mdh[3].a;
   const Float64 d0 = mdh[0].d, d4 = mdh[4].d, d5 = mdh[5].d;
 
-  // 5.-6. The wrist centre is the flange moved back by d[5] along its approach axis (wxn is
+  // The wrist centre is the flange moved back by d[5] along its approach axis (wxn is
   //       minus its x). The arm's plane passes at the lateral offset e from joint 0's axis;
   //       L is the wrist centre's squared distance from that axis less e squared.
   const Float64 wy = py - d5 * ay;
@@ -52,7 +95,7 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
   const Float64 e = mdh[1].d + mdh[2].d - mdh[3].d;
   const Float64 L = (wxn * wxn + wy * wy) - e * e;
 
-  // 7.-8. On or inside the offset cylinder there is no solution; just outside it the two
+  // On or inside the offset cylinder there is no solution; just outside it the two
   //       shoulder branches nearly coincide. A not-a-number L passes both tests.
   if (L <= 0) return 6;
   if (_shoulderSingularLimit * _shoulderSingularLimit > L) return 2;
@@ -63,7 +106,7 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
   // Every distinct sine, cosine and arc tangent is computed once, four at a time (lanes
   // not needed hold harmless values).
 
-  // 9. Joint 0, branches A and B: phi and the two arc tangents of e in one call.
+  // Joint 0, branches A and B: phi and the two arc tangents of e in one call.
   const Float64 rho = std::sqrt(L);
   Float64 angles[4];
   {
@@ -74,10 +117,10 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
   Float64 s0[4], c0[4];
   sinCos4(theta0, s0, c0);
 
-  // 10. Joint 4 (wrist bend): x is its cosine. Rounding can push |x| just past 1; that
+  // Joint 4 (wrist bend): x is its cosine. Rounding can push |x| just past 1; that
   //     noise is clamped to +-1 (|x| = 1 exactly is kept as it is). Branch + lies in
   //     [0, pi], branch - in [-pi, 0].
-  // 11. Joint 5 (flange rotation) turns by psi of its joint 0 branch.
+  // Joint 5 (flange rotation) turns by psi of its joint 0 branch.
   Float64 theta4[4], s4[4], c4[4], psi[4];
   {
     Float64 y4[4], x4[4], yPsi[4] = {0.0, 0.0, 0.0, 0.0}, xPsi[4] = {1.0, 1.0, 1.0, 1.0};
@@ -104,7 +147,7 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
   }
   sinCos4(theta5, s5, c5);
 
-  // 12. Joints 1, 2 and 3: the planar problem of the upper arm a[2] and forearm a[3], whose
+  // Joints 1, 2 and 3: the planar problem of the upper arm a[2] and forearm a[3], whose
   //     end (X, Y) is the wrist centre less the d[4] offset, in the arm's plane. Candidates
   //     2w and 2w + 1 differ only in the sign of sqrt(D): X, Y, A, B, K, D, atan2(A, B), w1,
   //     w2 and their arc tangent belong to w.
@@ -155,10 +198,10 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
     }
   }
 
-  // 13. Joint positions and the sines of their configuration quantities, as getMode_6dof
+  // Joint positions and the sines of their configuration quantities, as getMode_6dof
   //     takes them: sin(q1), sin(q2 + q1), sin(q3 - q1 - q2) and sin(q2) per candidate,
   //     sin(q4) per wrist solution. A sine already at hand (a zero theta offset) is reused.
-  Float64 q[8][6];
+  Float64(&q)[8][6] = raw.jntPos;
   Float64 sinQ1[8], sinQ2Q1[8], sinQ3U[8], sinQ2[8], wrist[4];
   {
     Float64 sumQ2Q1[8], sumQ3U[8], q1[8], q2[8];
@@ -192,33 +235,45 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
     }
   }
 
-  // result[m] holds the candidate of configuration mode m; bit m of `found` says it does.
-  Float64 result[8][6];
-  UInt32 found = 0;
+  // Every candidate is classified; which of them count, and in what order, is the
+  // callers' business.
   for (int k = 0; k < 8; ++k) {
+    raw.mode[k] = 0;
     // A not-a-number D is not below 0 and is solved on.
-    if (D[k >> 1] < 0) continue;
+    if (D[k >> 1] < 0) {
+      raw.status[k] = 7;
+      continue;
+    }
     const Float64 shoulder = _chainMDH4->_shoulderQuantity(sinQ1[k], sinQ2Q1[k], sinQ3U[k]);
     Int32 m = 0;
-    const Int32 code = Chain_MDH4::_modeOfQuantities(shoulder, sinQ2[k], wrist[k >> 1], m, true);
-    // Deliberate: a single singular candidate ends the whole call with its code, even when
-    // it is not in the requested mode, and no later candidate is tried.
-    if (code != 0) return code;
-    // Deliberate: a later candidate of the same mode overwrites an earlier one, so the
-    // answer need not be the joint position that produced the pose.
-    for (UInt32 j = 0; j < 6; ++j) result[m][j] = q[k][j];
-    found |= 1u << m;
+    raw.status[k] = Chain_MDH4::_modeOfQuantities(shoulder, sinQ2[k], wrist[k >> 1], m, true);
+    // A singular candidate still has the bits of its other quantities.
+    if (raw.status[k] != 0)
+      Chain_MDH4::_modeOfQuantities(shoulder, sinQ2[k], wrist[k >> 1], m, false);
+    raw.mode[k] = m;
   }
+  return 0;
+}
+IkSolverPos_Tarvin2_6Dof::~IkSolverPos_Tarvin2_6Dof() {}
 
-  // 14. No candidate in the requested mode (nor, then, when none was solvable at all).
-  if ((found & (1u << targetMode)) == 0) return 7;
-  Float64* const sel = result[targetMode];
+Bool IkSolverPos_Tarvin2_6Dof::_isValidMode(const Int32& mode) {
+  return mode >= 0 && mode <= 7;
+}
 
-  // 15. Turn count of an angle: x / 2pi to the nearest integer, except that [-pi, pi) is
-  //     turn 0 and pi itself turn 1. The count converts toward zero to 32 bits; where it
-  //     does not fit (|x| beyond about 1.35e10) or x is infinite, the conversion gives the
-  //     most negative Int32, as the x86 conversion instruction does, instead of undefined
-  //     behaviour. A not-a-number x fails both comparisons and counts as turn 0.
+// Turn count of an angle: x / 2pi to the nearest integer, except that [-pi, pi) is turn 0
+// and pi itself turn 1. The count converts toward zero to 32 bits; where it does not fit
+// (|x| beyond about 1.35e10) or x is infinite, the conversion gives the most negative
+// Int32, as the x86 conversion instruction does, instead of undefined behaviour. A
+// not-a-number x fails both comparisons and counts as turn 0.
+//
+// Each joint then moves into the reference's turn. The doubled difference of the counts
+// is formed first, in 32 bits; it overflows for references beyond about 6.7e9, and wraps
+// then in two's complement as the x86 integer instructions do (unsigned arithmetic,
+// converted back modulo 2^32), instead of undefined behaviour. For an infinite reference
+// this leaves the joint in turn 0, which _nearestTurns then moves one turn towards it: the
+// answer still reaches the pose. Wider arithmetic would shift it by about 2^32 pi instead,
+// a finite value whose rounding misses the pose.
+Void IkSolverPos_Tarvin2_6Dof::_intoReferenceTurns(Float64* q, const MathVector& jntPosRef) const {
   const auto truncToInt32 = [](Float64 v) -> Int32 {
     if (v > -2147483649.0 && v < 2147483648.0) return static_cast<Int32>(v);
     return INT32_MIN;
@@ -229,46 +284,141 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
     if (x < -Pi) return truncToInt32(invPi * (0.5 * x) - 0.5);
     return 0;
   };
-
-  // 16. Each joint into the reference's turn. The doubled difference of the counts is formed
-  //     first, in 32 bits; it overflows for references beyond about 6.7e9, and wraps then in
-  //     two's complement as the x86 integer instructions do (unsigned arithmetic, converted
-  //     back modulo 2^32), instead of undefined behaviour. For an infinite reference this
-  //     leaves the joint in turn 0, which step 18 then moves one turn towards it: the answer
-  //     still reaches the pose. Wider arithmetic would shift it by about 2^32 pi instead,
-  //     a finite value whose rounding misses the pose.
   for (UInt32 j = 0; j < _chainMDH4->_dof; ++j) {
     const UInt32 apart =
-        static_cast<UInt32>(turnCount(sel[j])) - static_cast<UInt32>(turnCount(jntPosRef(j)));
+        static_cast<UInt32>(turnCount(q[j])) - static_cast<UInt32>(turnCount(jntPosRef(j)));
     const Int32 halfTurns = static_cast<Int32>(2u * apart);
-    sel[j] = sel[j] - Pi * static_cast<Float64>(halfTurns);
+    q[j] = q[j] - Pi * static_cast<Float64>(halfTurns);
   }
+}
 
-  // 17. Singularity of the selected solution, wrist first, then elbow. Deliberately only
-  //     0, pi and -pi are tested, on the turn-aligned values: a joint in another turn (near
-  //     2 pi, say) is not caught. The warning bands would be tested the same way and decide
-  //     nothing, so they are not evaluated.
+// Wrist first, then elbow. Deliberately only 0, pi and -pi are tested, on the turn-aligned
+// values: a joint in another turn (near 2 pi, say) is not caught. The warning bands would
+// be tested the same way and decide nothing, so they are not evaluated.
+Int32 IkSolverPos_Tarvin2_6Dof::_alignedSingularity(const Float64* q) const {
   const auto nearZeroOrPi = [](Float64 v, Float64 limit) {
     return std::fabs(v) < limit || std::fabs(v - Pi) < limit || std::fabs(v + Pi) < limit;
   };
-  if (nearZeroOrPi(sel[4], _wristSingularLimit)) return 4;
-  if (nearZeroOrPi(sel[2], _elbowSingularLimit)) return 3;
-
-  // 18. Nearest turn: at most one shift of 2 pi per joint towards the reference, so results
-  //     may lie outside [-pi, pi] to stay near it.
-  for (UInt32 j = 0; j < _chainMDH4->_dof; ++j) {
-    if (std::fabs(sel[j] - jntPosRef(j)) > Pi) {
-      sel[j] = sel[j] + sign(jntPosRef(j) - sel[j]) * (2 * Pi);
-    }
-  }
-
-  // 19.-20.
-  for (UInt32 j = 0; j < 6; ++j) jntPos(j) = sel[j];
+  if (nearZeroOrPi(q[4], _wristSingularLimit)) return 4;
+  if (nearZeroOrPi(q[2], _elbowSingularLimit)) return 3;
   return 0;
 }
 
-IkSolverPos_Tarvin2_6Dof::~IkSolverPos_Tarvin2_6Dof() {}
+// At most one shift of 2 pi per joint towards the reference, so results may lie outside
+// [-pi, pi] to stay near it.
+Void IkSolverPos_Tarvin2_6Dof::_nearestTurns(Float64* q, const MathVector& jntPosRef) const {
+  for (UInt32 j = 0; j < _chainMDH4->_dof; ++j) {
+    if (std::fabs(q[j] - jntPosRef(j)) > Pi) {
+      q[j] = q[j] + sign(jntPosRef(j) - q[j]) * (2 * Pi);
+    }
+  }
+}
 
-Bool IkSolverPos_Tarvin2_6Dof::_isValidMode(const Int32& mode) {
-  return mode >= 0 && mode <= 7;
+Int32 IkSolverPos_Tarvin2_6Dof::flangePosToAllJntPos(const KDL::Frame& flangePos,
+                                                     const MathVector& jntPosRef,
+                                                     IkSolutions& solutions) {
+  assert(jntPosRef.size() == 6);
+  const Int32 poseCode = _candidates(flangePos, solutions);
+  for (int k = 0; k < 8; ++k) {
+    Float64* const q = solutions.jntPos[k];
+    if (poseCode != 0) {
+      solutions.mode[k] = 0;
+      solutions.status[k] = poseCode;
+    } else if (solutions.status[k] == 0) {
+      // Every solved candidate goes through what flangePosToJntPos does to the one it
+      // selects, so that one comes out here bit for bit.
+      _intoReferenceTurns(q, jntPosRef);
+      solutions.status[k] = _alignedSingularity(q);
+      if (solutions.status[k] == 0) _nearestTurns(q, jntPosRef);
+    }
+    if (solutions.status[k] != 0) {
+      for (int j = 0; j < 6; ++j) q[j] = 0.0;
+    }
+  }
+  return poseCode;
+}
+
+namespace {
+
+// The whole-turn variant q + 2 pi k of a joint value nearest the reference within
+// [lower, upper], into `variant`; false when no variant lies within the limits or q is
+// not finite. The best k is the unconstrained one clamped to the limits' range of k; its
+// two neighbours are tried too, since rounding can put a variant just across a limit or
+// make the rounded k one off. A reference that is not finite asks for no shift. k stays a
+// double and within 2^20 turns (6.6e6 rad), where a double still holds the shifted angle
+// to 1e-9 rad: huge references and limits need no integer conversion and give no variant
+// that misses the pose.
+bool nearestVariant(Float64 q, Float64 ref, Float64 lower, Float64 upper, Float64& variant) {
+  if (!std::isfinite(q)) return false;
+  const Float64 turn = 2 * Pi, maxTurns = 1048576.0;
+  Float64 k = std::isfinite(ref) ? std::nearbyint((ref - q) / turn) : 0.0;
+  k = std::fmin(std::fmax(k, std::ceil((lower - q) / turn)), std::floor((upper - q) / turn));
+  k = std::fmin(std::fmax(k, -maxTurns), maxTurns);
+  bool found = false;
+  Float64 bestDistance = 0.0;
+  // k first, so that its neighbours replace it only when strictly nearer.
+  for (const Float64 step : {0.0, -1.0, 1.0}) {
+    const Float64 n = k + step;
+    const Float64 v = n == 0.0 ? q : q + turn * n;
+    if (std::fabs(n) > maxTurns || !(v >= lower && v <= upper)) continue;
+    const Float64 distance = std::fabs(v - ref);
+    if (!found || distance < bestDistance) {
+      found = true;
+      bestDistance = distance;
+      variant = v;
+    }
+  }
+  return found;
+}
+
+}  // namespace
+
+Int32 IkSolverPos_Tarvin2_6Dof::flangePosToNearestJntPos(const KDL::Frame& flangePos,
+                                                         const MathVector& jntPosRef,
+                                                         MathVector& jntPos, const Float64* lower,
+                                                         const Float64* upper) {
+  assert(jntPosRef.size() == 6);
+  if (jntPos.size() != 6) jntPos.resize(6);
+  // A missing bound is no bound; infinite bounds are fine, not-a-number ones are not.
+  Float64 lo[6], hi[6];
+  for (int j = 0; j < 6; ++j) {
+    lo[j] = lower != nullptr ? lower[j] : -INFINITY;
+    hi[j] = upper != nullptr ? upper[j] : INFINITY;
+    if (std::isnan(lo[j]) || std::isnan(hi[j]) || lo[j] > hi[j]) return 8;
+  }
+
+  IkSolutions all;
+  const Int32 poseCode = flangePosToAllJntPos(flangePos, jntPosRef, all);
+  if (poseCode != 0) return poseCode;
+
+  // Largest joint difference smallest; strict comparison keeps ties at the lower index.
+  // Joint differences are independent, so each joint takes its own nearest variant. A
+  // difference that is not a number (a reference that is not one) counts as infinite.
+  int best = -1;
+  Float64 bestScore = 0.0, bestQ[6];
+  Int32 firstSingular = 0;
+  bool anySolved = false;
+  for (int k = 0; k < 8; ++k) {
+    if (all.status[k] != 0) {
+      if (firstSingular == 0 && all.status[k] != 7) firstSingular = all.status[k];
+      continue;
+    }
+    anySolved = true;
+    Float64 v[6], score = 0.0;
+    bool fits = true;
+    for (int j = 0; j < 6; ++j) {
+      fits = nearestVariant(all.jntPos[k][j], jntPosRef(j), lo[j], hi[j], v[j]);
+      if (!fits) break;
+      const Float64 difference = std::fabs(v[j] - jntPosRef(j));
+      score = std::isnan(difference) ? INFINITY : std::fmax(score, difference);
+    }
+    if (fits && (best < 0 || score < bestScore)) {
+      best = k;
+      bestScore = score;
+      for (int j = 0; j < 6; ++j) bestQ[j] = v[j];
+    }
+  }
+  if (best < 0) return anySolved || firstSingular == 0 ? 7 : firstSingular;
+  for (UInt32 j = 0; j < 6; ++j) jntPos(j) = bestQ[j];
+  return 0;
 }

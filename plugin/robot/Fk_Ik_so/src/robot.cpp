@@ -49,8 +49,40 @@ Int32 Robot::tcpPosToJntPos(const MathVector& tcpPosIn, const Tool& tool,
                             const MathVector& jntPosRef, MathVector& jntPosOut) {
   assert(tcpPosIn.size() == 6);
   assert(_chainMDH4->_dof == jntPosRef.size());
-  // The pose's frame and the tool's, as vectorToKdlFrame and Tool::frame build them, with the
-  // six sines and cosines of their roll, pitch and yaw taken in two vector calls.
+  // Mode -1: keep the configuration of the reference. The solver never reads the last
+  // argument. The call is virtual.
+  return _ikSolverPos->flangePosToJntPos(_flangeOfTcp(tcpPosIn, tool), jntPosRef, jntPosOut, -1,
+                                         0.0);
+}
+
+Int32 Robot::tcpPosToJntPosInMode(const MathVector& tcpPosIn, const Tool& tool,
+                                  const MathVector& jntPosRef, const Int32& mode,
+                                  MathVector& jntPosOut) {
+  assert(tcpPosIn.size() == 6);
+  assert(_chainMDH4->_dof == jntPosRef.size());
+  return _ikSolverPos->flangePosToJntPos(_flangeOfTcp(tcpPosIn, tool), jntPosRef, jntPosOut, mode,
+                                         0.0);
+}
+
+Int32 Robot::tcpPosToAllJntPos(const MathVector& tcpPosIn, const Tool& tool,
+                               const MathVector& jntPosRef, IkSolutions& solutions) {
+  assert(tcpPosIn.size() == 6);
+  assert(_chainMDH4->_dof == jntPosRef.size());
+  return _ikSolverPos->flangePosToAllJntPos(_flangeOfTcp(tcpPosIn, tool), jntPosRef, solutions);
+}
+
+Int32 Robot::tcpPosToNearestJntPos(const MathVector& tcpPosIn, const Tool& tool,
+                                   const MathVector& jntPosRef, MathVector& jntPosOut,
+                                   const Float64* lower, const Float64* upper) {
+  assert(tcpPosIn.size() == 6);
+  assert(_chainMDH4->_dof == jntPosRef.size());
+  return _ikSolverPos->flangePosToNearestJntPos(_flangeOfTcp(tcpPosIn, tool), jntPosRef, jntPosOut,
+                                                lower, upper);
+}
+
+// The pose's frame and the tool's, as vectorToKdlFrame and Tool::frame build them, with the
+// six sines and cosines of their roll, pitch and yaw taken in two vector calls.
+KDL::Frame Robot::_flangeOfTcp(const MathVector& tcpPosIn, const Tool& tool) const {
   const Float64 angles[8] = {tcpPosIn(3), tcpPosIn(4), tcpPosIn(5), tool.rx,
                              tool.ry,     tool.rz,     0.0,         0.0};
   Float64 s[8], c[8];
@@ -58,10 +90,7 @@ Int32 Robot::tcpPosToJntPos(const MathVector& tcpPosIn, const Tool& tool,
   sinCos4(angles + 4, s + 4, c + 4);
   const KDL::Frame tcp(rpyRotation(s, c), KDL::Vector(tcpPosIn(0), tcpPosIn(1), tcpPosIn(2)));
   const KDL::Frame toolFrameOfTool(rpyRotation(s + 3, c + 3), KDL::Vector(tool.x, tool.y, tool.z));
-  const KDL::Frame flange = frameProduct(tcp, toolFrameOfTool.Inverse());
-  // Mode -1: keep the configuration of the reference. The solver never reads the last
-  // argument. The call is virtual.
-  return _ikSolverPos->flangePosToJntPos(flange, jntPosRef, jntPosOut, -1, 0.0);
+  return frameProduct(tcp, toolFrameOfTool.Inverse());
 }
 
 Void Robot::kdlFrameToVector(const KDL::Frame& frame, MathVector& vecOut) {

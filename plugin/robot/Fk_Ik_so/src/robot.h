@@ -40,12 +40,29 @@ class FK_IK_SO_API Robot {
   Int32 tcpPosToJntPos(const MathVector& tcpPosIn, const Tool& tool, const MathVector& jntPosRef,
                        MathVector& jntPosOut);
 
+  // The inverse solver's other answers, the tool removed exactly as tcpPosToJntPos removes
+  // it (IkSolverPos_Tarvin2_6Dof has the details and codes). Sizes are asserted as there.
+  // tcpPosToJntPos with an explicit configuration mode: 0 ... 7, or -1 for the reference's
+  // (code 5 for any other value).
+  Int32 tcpPosToJntPosInMode(const MathVector& tcpPosIn, const Tool& tool,
+                             const MathVector& jntPosRef, const Int32& mode, MathVector& jntPosOut);
+  // All eight candidates, turn-aligned to the reference, with mode and status each.
+  Int32 tcpPosToAllJntPos(const MathVector& tcpPosIn, const Tool& tool, const MathVector& jntPosRef,
+                          IkSolutions& solutions);
+  // The solution nearest the reference, optionally within six joint limits each side.
+  Int32 tcpPosToNearestJntPos(const MathVector& tcpPosIn, const Tool& tool,
+                              const MathVector& jntPosRef, MathVector& jntPosOut,
+                              const Float64* lower = nullptr, const Float64* upper = nullptr);
+
   // Frame to pose vector; vecOut is resized to 6 when it has another size.
   Void kdlFrameToVector(const KDL::Frame& frame, MathVector& vecOut);
   // Pose vector (size 6, asserted) to frame.
   Void vectorToKdlFrame(const MathVector& vecIn, KDL::Frame& frame);
 
  private:
+  // The flange frame of a TCP pose vector: the tool removed on the right (not exported).
+  FK_IK_SO_LOCAL KDL::Frame _flangeOfTcp(const MathVector& tcpPosIn, const Tool& tool) const;
+
   Chain_MDH4* _chainMDH4;
   FkSolverPos_Tarvin2_6Dof* _fkSolverPos;
   IkSolverPos_Tarvin2_6Dof* _ikSolverPos;

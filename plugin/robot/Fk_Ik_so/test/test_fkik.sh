@@ -3,7 +3,7 @@
 # and naming what was wrong, nothing on stdout and a non-zero exit status (2 bad input,
 # 1 library). On the built library: fk's pose fed to ik gives joints that reach it, --deg
 # and --arm agree with the defaults, a pose out of reach reports its code, and the demo
-# solves every case.
+# solves every case; then each option of the other inverses, formats and batches.
 # Usage: test_fkik.sh PATH_TO_FKIK
 set -u
 fkik=$1
@@ -61,6 +61,21 @@ expect 2 "demo takes 0 numbers, got 1" demo 5
 expect 2 "--tool takes 6 numbers, got 3" fk $zeros --tool 0 0 0.1
 expect 2 "--tool takes 6 numbers, got 2" fk $zeros --tool 0 0 --deg
 expect 2 "--ref takes 6 numbers, got 0" ik $zeros --ref
+expect 2 "fk - takes 0 joint positions, got 6" fk - $zeros
+expect 2 "--mode needs a mode" ik $zeros --ref $zeros --mode
+expect 2 "'1.5' is not an integer (--mode)" ik $zeros --ref $zeros --mode 1.5
+expect 2 "--mode, --all and --nearest belong to ik only" fk $zeros --all
+expect 2 "--mode, --all and --nearest exclude each other" ik $zeros --ref $zeros --all --nearest
+expect 2 "--limits belongs to ik --nearest" ik $zeros --ref $zeros --limits "$dir/none"
+expect 2 "unknown format 'xml' (expected text, json or csv)" --format xml fk $zeros
+expect 2 "--format needs a format" fk $zeros --format
+expect 2 "--arm-deg needs --arm FILE" --arm-deg fk $zeros
+expect 2 "demo takes no batch and writes text only" --format json demo
+expect 2 "cannot read input file '$dir/none'" fk --input "$dir/none"
+expect 2 "cannot read limits file '$dir/none'" ik $zeros --ref $zeros --nearest --limits "$dir/none"
+printf '0 1\n0 1 2\n' >"$dir/limits3"
+expect 2 "limits file '$dir/limits3' line 2: expected 2 values (lower upper), got 3" \
+  ik $zeros --ref $zeros --nearest --limits "$dir/limits3"
 
 # Words where numbers belong, and numbers that are not finite.
 expect 2 "'abc' is not a number (Q3)" fk 0 0 abc 0 0 0
@@ -126,13 +141,82 @@ filepose=$("$fkik" --arm "$dir/arm" fk $q --tool $tool | awk '$1 == "tcp" { $1 =
 "$fkik" fk 1e-310 0 0 0 0 0 >/dev/null 2>&1 || failed "fk refused a subnormal joint value"
 
 out=$("$fkik" ik 2 0.5 0.3 0 0 0 --ref $q)
-[ $? -eq 3 ] || failed "ik out of reach: exit status not 3"
+[ $? -eq 17 ] || failed "ik out of reach: exit status not 10 + 7"
 echo "$out" | grep -q "^result 7: no solution" || failed "ik out of reach: $out"
 
 out=$("$fkik" demo)
 [ $? -eq 0 ] || failed "demo: exit status not 0"
 [ "$(echo "$out" | grep -c "^result 0 (solved)")" -eq 6 ] || failed "demo: not every case solved"
 echo "$out" | grep -q "tcpPosToJntPos (inverse)" || failed "demo: no timing"
+
+# The other inverses, formats and batches, on the pose of $q with $tool. check STATUS
+# PATTERN ARGS...: exit status and a line of stdout matching the extended regex PATTERN.
+check() {
+  status=$1 pattern=$2
+  shift 2
+  "$fkik" "$@" >"$dir/out" 2>"$dir/err"
+  got=$?
+  [ "$got" -eq "$status" ] && grep -Eq -- "$pattern" "$dir/out" ||
+    failed "fkik $*: expected status $status and /$pattern/; got $got: $(cat "$dir/out" "$dir/err")"
+}
+# The joints of the first csv answer line (result,q1...q6,residual) in $dir/out.
+csvjoints() { awk -F, '$1 == "0" { print $2, $3, $4, $5, $6, $7; exit }' "$dir/out"; }
+ik="ik $pose --ref $q --tool $tool"
+near=$(echo "$q" | awk '{ for (i = 1; i <= NF; ++i) $i += 0.05; print }')
+far=$(echo "$q" | awk '{ for (i = 1; i <= NF; ++i) $i += 2; print }')
+printf 'inf -inf\n' >"$dir/inverted"
+for i in 1 2 3 4 5; do echo "-inf inf"; done >>"$dir/inverted"
+sed 's/^-inf inf$/-10 10/' "$dir/inverted" | sed '1s/.*/-0.1 0.1/' >"$dir/tight"
+
+check 0 '^fkik [0-9]+[.][0-9]+[.][0-9]+$' --version
+check 0 '^residual [0-9.]+e-1[0-9]$' $ik
+check 0 '^result 0: solved$' $ik --mode -1
+check 15 '^result 5: invalid configuration mode$' $ik --mode 9
+check 0 '^7 +[0-7] solved ' $ik --all
+[ "$(grep -c ' solved ' "$dir/out")" -eq 8 ] || failed "ik --all: not eight solved candidates"
+check 0 '^result 0: solved$' ik $pose --ref $near --tool $tool --nearest
+check 0 '^0,' --format csv ik $pose --ref $near --tool $tool --nearest
+within 1e-9 "$(difference "$(csvjoints)" "$q")" || failed "--nearest from $near gave $(csvjoints)"
+check 18 '^result 8: invalid joint limits$' $ik --nearest --limits "$dir/inverted"
+check 17 '^result 7: no solution' ik $pose --ref $far --tool $tool --nearest --limits "$dir/tight"
+check 0 '^\{"result": 0, "meaning": "solved", "joints": \[.*\], "residual": [0-9.e-]+\}$' \
+  --format json $ik
+check 0 '"candidates": \[\{"mode": [0-7], "status": 0, ' --format json $ik --all
+
+# json and csv keep every bit: fk's pose gives back the joints to rounding, not to 1e-9.
+check 0 '^x,y,z,roll,pitch,yaw$' --format csv fk $q --tool $tool
+exact=$(awk -F, 'NR == 2 { $1 = $1; print }' "$dir/out")
+check 0 '^0,' --format csv ik $exact --ref $q --tool $tool
+within 1e-13 "$(difference "$(csvjoints)" "$q")" || failed "csv round trip gave $(csvjoints)"
+
+# Batches: a malformed line is reported with its number, the others answered in order;
+# fk's csv, header included, fed back to ik gives each line's joints.
+printf '%s\n# comment\n\n0.1 0.2 x 0.4 0.5 0.6\n%s\n' "$q" "$near" >"$dir/joints"
+"$fkik" --format csv fk - --tool $tool <"$dir/joints" >"$dir/poses" 2>"$dir/err"
+[ $? -eq 2 ] || failed "fk batch with a malformed line: exit status not 2"
+grep -qx "fkik: line 4: 'x' is not a number (Q3)" "$dir/err" || failed "fk batch: $(cat "$dir/err")"
+[ "$(wc -l <"$dir/poses")" -eq 3 ] || failed "fk batch: not a header and two answers"
+check 0 '^0,' --format csv ik --input "$dir/poses" --ref $q --tool $tool
+[ "$(grep -c '^0,' "$dir/out")" -eq 2 ] || failed "ik batch: not two answers"
+within 1e-13 "$(difference "$(awk -F, 'NR == 3 { print $2, $3, $4, $5, $6, $7 }' "$dir/out")" \
+  "$near")" || failed "ik batch: second answer is not $near"
+printf '2 0.5 0.3 0 0 0\n%s %s\n' "$pose" "$q" | "$fkik" --format json ik - --tool $tool \
+  >"$dir/out" 2>"$dir/err"
+[ $? -eq 2 ] && grep -q '"line": 2, "result": 0' "$dir/out" &&
+  grep -qx "fkik: line 1: no reference: give --ref or six more numbers" "$dir/err" ||
+  failed "ik batch with a reference per line: $(cat "$dir/out" "$dir/err")"
+printf '2 0.5 0.3 0 0 0\n%s\n' "$pose" | "$fkik" ik - --ref $q --tool $tool >"$dir/out"
+[ $? -eq 17 ] && [ "$(wc -l <"$dir/out")" -eq 3 ] || failed "ik text batch: $(cat "$dir/out")"
+
+# An arm in degrees: the same arm with --arm-deg; without it, a warning and a residual.
+awk '!/^#/ { $2 = $2 * 45 / atan2(1, 1) } { print }' "$dir/arm" | tr -d , >"$dir/armdeg"
+check 0 '^tcp' --arm "$dir/armdeg" --arm-deg fk $q --tool $tool
+[ ! -s "$dir/err" ] || failed "--arm-deg: $(cat "$dir/err")"
+[ "$(awk '$1 == "tcp" { $1 = ""; print }' "$dir/out")" = "$pose" ] || failed "--arm-deg: other pose"
+check 0 '^residual' --arm "$dir/armdeg" ik $pose --ref $q
+grep -q "^fkik: warning: the arm is not of the form the inverse solver is exact for (joint 2 alpha" \
+  "$dir/err" || failed "no warning for an arm in degrees: $(cat "$dir/err")"
+! within 1e-3 "$(awk '$1 == "residual" { print $2 }' "$dir/out")" || failed "residual hid the miss"
 
 # No library beside the program (a copy of it elsewhere).
 cp "$fkik" "$dir/fkik"

@@ -1,6 +1,7 @@
 // fkik: command-line host of libFk_Ik_so. It loads the library with dlopen and calls
-// its three C functions, as a host process does: forward kinematics (fk), inverse
-// kinematics (ik), and a demo of both on a built-in sample arm.
+// its C functions, as a host process does: forward kinematics (fk), inverse kinematics
+// (ik: the single answer, one in a chosen mode, all eight candidates or the nearest one),
+// one request or a batch of them, and a demo of both directions on a built-in sample arm.
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -18,31 +19,58 @@
 namespace {
 
 const char* const kUsage =
-    "usage: fkik [options] fk Q1 Q2 Q3 Q4 Q5 Q6 [--tool X Y Z RX RY RZ]\n"
-    "       fkik [options] ik X Y Z ROLL PITCH YAW --ref Q1 ... Q6 [--tool X Y Z RX RY RZ]\n"
-    "       fkik [options] demo [--tool X Y Z RX RY RZ]\n"
+    "usage: fkik [options] fk Q1 Q2 Q3 Q4 Q5 Q6\n"
+    "       fkik [options] ik X Y Z ROLL PITCH YAW --ref Q1 ... Q6\n"
+    "       fkik [options] fk -   and   fkik [options] ik -   (a batch, see below)\n"
+    "       fkik [options] demo\n"
     "\n"
     "fk prints the pose of the tool centre point (x y z roll pitch yaw) at the joint\n"
     "positions; ik prints the result code and the joint positions that reach the pose in\n"
-    "the configuration and turns of the reference --ref; demo runs forward and back over\n"
-    "a few joint positions and times both directions.\n"
+    "the configuration and turns of the reference --ref, with the residual: the distance\n"
+    "of the pose those joints reach from the pose asked for (origins, in the arm's length\n"
+    "unit, plus the angle between the orientations, in rad); demo runs forward and back\n"
+    "over a few joint positions and times both directions.\n"
     "\n"
     "options:\n"
-    "  --arm FILE  the arm's modified DH parameters: six lines, joint 1 first, of\n"
-    "              a alpha d theta (lengths in any unit, angles in radians; '#' starts a\n"
-    "              comment); default: the built-in sample arm, in metres\n"
-    "  --lib FILE  the library to load; default: " FK_IK_SO_SONAME
+    "  --arm FILE     the arm's modified DH parameters: six lines, joint 1 first, of\n"
+    "                 a alpha d theta (lengths in any unit, angles in radians; '#' starts a\n"
+    "                 comment, commas count as spaces); default: the built-in sample arm,\n"
+    "                 in metres. A warning goes to stderr when the arm is not of the form\n"
+    "                 the inverse solver is exact for.\n"
+    "  --arm-deg      the arm file's alpha and theta are in degrees\n"
+    "  --lib FILE     the library to load; default: " FK_IK_SO_SONAME
     " beside this program,\n"
-    "              else in " FK_IK_SO_RELATIVE_LIBDIR
+    "                 else in " FK_IK_SO_RELATIVE_LIBDIR
     " from it, else on the library path\n"
-    "  --deg       angles on the command line and in the output in degrees (default\n"
-    "              radians); the arm file stays in radians\n"
-    "  --tool ...  the tool centre point relative to the flange (default all zero)\n"
+    "  --deg          angles on the command line, in batches and in the output in degrees\n"
+    "                 (default radians)\n"
+    "  --tool X Y Z RX RY RZ\n"
+    "                 the tool centre point relative to the flange (default all zero)\n"
+    "  --mode M       ik: the answer in configuration mode M (0 ... 7; -1 the reference's)\n"
+    "  --all          ik: all eight candidate solutions, each with its configuration mode\n"
+    "                 and status (solved, singular, or out of the arm links' reach)\n"
+    "  --nearest      ik: the solution nearest the reference, whole turns included\n"
+    "  --limits FILE  ik --nearest: joint limits, six lines of lower upper (inf allowed)\n"
+    "  --format F     text (default), json or csv; json and csv print every number with 17\n"
+    "                 significant digits, so that a pose printed by fk gives back the same\n"
+    "                 joints in ik (in radians)\n"
+    "  --input FILE   a batch read from FILE instead of standard input\n"
+    "  --version      the program's version\n"
     "\n"
-    "exit status: 0 done; 1 the library cannot be used; 2 bad input; 3 ik found no\n"
-    "solution\n";
+    "batches: fk - and ik - read one request per line (blank lines and '#' comments\n"
+    "skipped, commas count as spaces) and write one answer per line: fk six joint\n"
+    "positions; ik six pose values, then optionally six reference joint positions (else\n"
+    "--ref). A malformed line is reported on stderr with its line number, and the batch goes\n"
+    "on. In text and csv, ik --all writes the call's code and eight groups of mode, status,\n"
+    "joints and residual on one line.\n"
+    "\n"
+    "exit status: 0 done; 1 the library cannot be used; 2 bad input (in a batch: some line\n"
+    "was malformed); 10 + the result code when ik found no solution (in a batch: the first\n"
+    "such code): 12 shoulder, 13 elbow, 14 wrist singular, 15 invalid mode, 16 out of\n"
+    "reach, 17 no solution (in the configuration, within the limits, or for the arm links;\n"
+    "with --all: no candidate solved), 18 invalid joint limits.\n";
 
-enum ExitStatus { kDone = 0, kLibraryFailed = 1, kBadInput = 2, kNoSolution = 3 };
+enum ExitStatus { kDone = 0, kLibraryFailed = 1, kBadInput = 2, kResultBase = 10 };
 
 // The built-in sample arm: a, alpha, d, theta per joint, in metres and radians.
 const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},
@@ -54,20 +82,50 @@ const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},
   std::exit(status);
 }
 
-// The whole of text as a finite number, or a bad-input failure naming what it was for.
-double parseNumber(const std::string& text, const std::string& what) {
+// The whole of text as a number into value, finite unless infinities are allowed; else
+// the reason it is not, naming what it was for.
+bool readNumber(const std::string& text, const std::string& what, bool allowInfinite, double& value,
+                std::string& error) {
   const char* begin = text.c_str();
   char* end = nullptr;
   errno = 0;
-  const double value = std::strtod(begin, &end);
-  if (end == begin || *end != '\0')
-    fail(kBadInput, "'" + text + "' is not a number (" + what + ")");
-  // strtod reports ERANGE for subnormal results too; only an overflow is refused.
-  if ((errno == ERANGE && std::fabs(value) == HUGE_VAL) || !std::isfinite(value)) {
-    fail(kBadInput, "'" + text + "' is not a finite number (" + what + ")");
+  value = std::strtod(begin, &end);
+  if (end == begin || *end != '\0') {
+    error = "'" + text + "' is not a number (" + what + ")";
+    return false;
   }
+  // strtod reports ERANGE for subnormal results too; only an overflow is refused.
+  const bool overflow = errno == ERANGE && std::fabs(value) == HUGE_VAL;
+  if (std::isnan(value) || (!allowInfinite && (overflow || std::isinf(value)))) {
+    error = "'" + text + "' is not a finite number (" + what + ")";
+    return false;
+  }
+  return true;
+}
+
+double parseNumber(const std::string& text, const std::string& what, bool allowInfinite = false) {
+  double value;
+  std::string error;
+  if (!readNumber(text, what, allowInfinite, value, error)) fail(kBadInput, error);
   return value;
 }
+
+// The words of a line: '#' starts a comment, commas count as spaces.
+std::vector<std::string> splitWords(std::string text) {
+  text = text.substr(0, text.find('#'));
+  for (char& c : text) {
+    if (c == ',') c = ' ';
+  }
+  std::vector<std::string> words;
+  for (size_t start = text.find_first_not_of(" \t\r\n"); start != std::string::npos;) {
+    const size_t end = text.find_first_of(" \t\r\n", start);
+    words.push_back(text.substr(start, end - start));
+    start = text.find_first_not_of(" \t\r\n", end);
+  }
+  return words;
+}
+
+enum class Format { Text, Json, Csv };
 
 // The command line, every angle converted to radians.
 struct Arguments {
@@ -78,8 +136,17 @@ struct Arguments {
   bool hasRef = false;
   double ref[6] = {0, 0, 0, 0, 0, 0};
   std::string armFile;
+  bool armDegrees = false;
   std::string libraryFile;
   bool degrees = false;
+  bool hasMode = false;
+  int mode = -1;
+  bool all = false;
+  bool nearest = false;
+  std::string limitsFile;
+  Format format = Format::Text;
+  bool batch = false;
+  std::string inputFile;
 };
 
 // Reads the six numbers that follow option argv[i] into out and moves i past them.
@@ -96,9 +163,9 @@ void takeSix(int argc, char** argv, int& i, const char* const names[6], double o
   i += 6;
 }
 
-// The file name that follows option argv[i]; moves i past it.
-std::string takeFile(int argc, char** argv, int& i) {
-  if (i + 1 >= argc) fail(kBadInput, std::string(argv[i]) + " needs a file name");
+// The word that follows option argv[i] (a file name or a value); moves i past it.
+std::string takeWord(int argc, char** argv, int& i, const char* what = "a file name") {
+  if (i + 1 >= argc) fail(kBadInput, std::string(argv[i]) + " needs " + what);
   return argv[++i];
 }
 
@@ -113,17 +180,45 @@ Arguments parseArguments(int argc, char** argv) {
     if (arg == "--help" || arg == "-h") {
       std::fputs(kUsage, stdout);
       std::exit(kDone);
+    } else if (arg == "--version") {
+      std::printf("fkik %s\n", FKIK_VERSION);
+      std::exit(kDone);
     } else if (arg == "--deg") {
       args.degrees = true;
     } else if (arg == "--arm") {
-      args.armFile = takeFile(argc, argv, i);
+      args.armFile = takeWord(argc, argv, i);
+    } else if (arg == "--arm-deg") {
+      args.armDegrees = true;
     } else if (arg == "--lib") {
-      args.libraryFile = takeFile(argc, argv, i);
+      args.libraryFile = takeWord(argc, argv, i);
     } else if (arg == "--tool") {
       takeSix(argc, argv, i, kToolNames, args.tool);
     } else if (arg == "--ref") {
       takeSix(argc, argv, i, kJointNames, args.ref);
       args.hasRef = true;
+    } else if (arg == "--mode") {
+      const std::string text = takeWord(argc, argv, i, "a mode");
+      const double mode = parseNumber(text, "--mode");
+      if (mode != std::trunc(mode) || std::fabs(mode) > 1e9) {
+        fail(kBadInput, "'" + text + "' is not an integer (--mode)");
+      }
+      args.mode = static_cast<int>(mode);
+      args.hasMode = true;
+    } else if (arg == "--all") {
+      args.all = true;
+    } else if (arg == "--nearest") {
+      args.nearest = true;
+    } else if (arg == "--limits") {
+      args.limitsFile = takeWord(argc, argv, i);
+    } else if (arg == "--format") {
+      const std::string format = takeWord(argc, argv, i, "a format");
+      if (format != "text" && format != "json" && format != "csv") {
+        fail(kBadInput, "unknown format '" + format + "' (expected text, json or csv)");
+      }
+      args.format = format == "json" ? Format::Json : format == "csv" ? Format::Csv : Format::Text;
+    } else if (arg == "--input") {
+      args.inputFile = takeWord(argc, argv, i);
+      args.batch = true;
     } else if (arg.compare(0, 2, "--") == 0) {
       fail(kBadInput, "unknown option '" + arg + "' (see fkik --help)");
     } else if (args.command.empty()) {
@@ -131,83 +226,98 @@ Arguments parseArguments(int argc, char** argv) {
         fail(kBadInput, "unknown command '" + arg + "' (expected fk, ik or demo)");
       }
       args.command = arg;
+    } else if (arg == "-" && args.values.empty() && args.command != "demo") {
+      args.batch = true;
     } else {
       args.values.push_back(arg);
     }
   }
   if (args.command.empty()) fail(kBadInput, "no command given (expected fk, ik or demo)");
-  const size_t expected = args.command == "demo" ? 0 : 6;
+  const size_t expected = args.command == "demo" || args.batch ? 0 : 6;
   if (args.values.size() != expected) {
     const char* what = args.command == "fk"   ? " joint positions"
                        : args.command == "ik" ? " pose values (X Y Z ROLL PITCH YAW)"
                                               : " numbers";
-    fail(kBadInput, args.command + " takes " + std::to_string(expected) + what + ", got " +
+    fail(kBadInput, args.command + (args.batch ? " - takes " : " takes ") +
+                        std::to_string(expected) + what + ", got " +
                         std::to_string(args.values.size()));
   }
-  if (args.command == "ik" && !args.hasRef) fail(kBadInput, "ik needs --ref Q1 ... Q6");
-  if (args.command != "ik" && args.hasRef) fail(kBadInput, "--ref belongs to ik only");
-  const bool isPose = args.command == "ik";
+  const bool ik = args.command == "ik";
+  if (ik && !args.hasRef && !args.batch) fail(kBadInput, "ik needs --ref Q1 ... Q6");
+  if (!ik && args.hasRef) fail(kBadInput, "--ref belongs to ik only");
+  if (!ik && (args.hasMode || args.all || args.nearest)) {
+    fail(kBadInput, "--mode, --all and --nearest belong to ik only");
+  }
+  if (args.hasMode + args.all + args.nearest > 1) {
+    fail(kBadInput, "--mode, --all and --nearest exclude each other");
+  }
+  if (!args.limitsFile.empty() && !args.nearest)
+    fail(kBadInput, "--limits belongs to ik --nearest");
+  if (args.armDegrees && args.armFile.empty()) fail(kBadInput, "--arm-deg needs --arm FILE");
+  if (args.command == "demo" && (args.batch || args.format != Format::Text)) {
+    fail(kBadInput, "demo takes no batch and writes text only");
+  }
   for (size_t k = 0; k < args.values.size(); ++k) {
-    args.numbers[k] = parseNumber(args.values[k], (isPose ? kPoseNames : kJointNames)[k]);
+    args.numbers[k] = parseNumber(args.values[k], (ik ? kPoseNames : kJointNames)[k]);
   }
   // The library works in radians.
   if (args.degrees) {
-    for (int k = isPose ? 3 : 0; k < 6; ++k) args.numbers[k] *= M_PI / 180.0;
+    for (int k = ik ? 3 : 0; k < 6; ++k) args.numbers[k] *= M_PI / 180.0;
     for (int k = 3; k < 6; ++k) args.tool[k] *= M_PI / 180.0;
     for (double& q : args.ref) q *= M_PI / 180.0;
   }
   return args;
 }
 
-// The arm of a file: six rows of a, alpha, d, theta, '#' comments and blank lines
-// skipped, commas taken as spaces.
-void readArm(const std::string& file, double arm[6][4]) {
+// Rows of numbers from a file: exactly `count` rows of as many values as `names` has
+// words, '#' comments and blank lines skipped, commas taken as spaces. kind names the
+// file in messages ("arm", "limits").
+void readRows(const std::string& file, const char* kind, const std::string& names, int count,
+              bool allowInfinite, double* out) {
   std::FILE* in = std::fopen(file.c_str(), "r");
-  if (in == nullptr)
-    fail(kBadInput, "cannot read arm file '" + file + "': " + std::strerror(errno));
-  const std::string where = "arm file '" + file + "'";
+  const std::string where = std::string(kind) + " file '" + file + "'";
+  if (in == nullptr) fail(kBadInput, "cannot read " + where + ": " + std::strerror(errno));
+  const size_t columns = splitWords(names).size();
   int rows = 0, lineNumber = 0;
   char* line = nullptr;
   size_t capacity = 0;
   while (getline(&line, &capacity, in) != -1) {
     ++lineNumber;
-    std::string text(line);
-    text = text.substr(0, text.find('#'));
-    for (char& c : text) {
-      if (c == ',') c = ' ';
-    }
-    std::vector<std::string> words;
-    for (size_t start = text.find_first_not_of(" \t\r\n"); start != std::string::npos;) {
-      const size_t end = text.find_first_of(" \t\r\n", start);
-      words.push_back(text.substr(start, end - start));
-      start = text.find_first_not_of(" \t\r\n", end);
-    }
+    const std::vector<std::string> words = splitWords(line);
     if (words.empty()) continue;
     const std::string at = where + " line " + std::to_string(lineNumber);
-    if (rows == 6) fail(kBadInput, at + ": more than 6 joint rows");
-    if (words.size() != 4) {
-      fail(kBadInput,
-           at + ": expected 4 values (a alpha d theta), got " + std::to_string(words.size()));
+    if (rows == count) {
+      fail(kBadInput, at + ": more than " + std::to_string(count) + " joint rows");
     }
-    for (int k = 0; k < 4; ++k) arm[rows][k] = parseNumber(words[k], at);
+    if (words.size() != columns) {
+      fail(kBadInput, at + ": expected " + std::to_string(columns) + " values (" + names +
+                          "), got " + std::to_string(words.size()));
+    }
+    for (size_t k = 0; k < columns; ++k) {
+      out[rows * columns + k] = parseNumber(words[k], at, allowInfinite);
+    }
     ++rows;
   }
   const bool readError = std::ferror(in) != 0;
   const int readErrno = errno;
   std::free(line);
   std::fclose(in);
-  if (readError)
-    fail(kBadInput, "cannot read arm file '" + file + "': " + std::strerror(readErrno));
-  if (rows < 6) {
-    fail(kBadInput, where + " has " + std::to_string(rows) + " joint rows, expected 6");
+  if (readError) fail(kBadInput, "cannot read " + where + ": " + std::strerror(readErrno));
+  if (rows < count) {
+    fail(kBadInput,
+         where + " has " + std::to_string(rows) + " joint rows, expected " + std::to_string(count));
   }
 }
 
-// The library's three functions, found with dlsym.
+// The library's functions, found with dlsym.
 struct Library {
   decltype(&::init) init;
   decltype(&::jntPosToTcpPos) jntPosToTcpPos;
   decltype(&::tcpPosToJntPos) tcpPosToJntPos;
+  decltype(&::tcpPosToJntPosInMode) tcpPosToJntPosInMode;
+  decltype(&::tcpPosToAllJntPos) tcpPosToAllJntPos;
+  decltype(&::tcpPosToNearestJntPos) tcpPosToNearestJntPos;
+  decltype(&::checkArmForm) checkArmForm;
 };
 
 // The directory of this program's executable, with a trailing slash.
@@ -235,6 +345,13 @@ Library bindLibrary(void* handle, const std::string& file) {
       reinterpret_cast<decltype(library.jntPosToTcpPos)>(find("jntPosToTcpPos"));
   library.tcpPosToJntPos =
       reinterpret_cast<decltype(library.tcpPosToJntPos)>(find("tcpPosToJntPos"));
+  library.tcpPosToJntPosInMode =
+      reinterpret_cast<decltype(library.tcpPosToJntPosInMode)>(find("tcpPosToJntPosInMode"));
+  library.tcpPosToAllJntPos =
+      reinterpret_cast<decltype(library.tcpPosToAllJntPos)>(find("tcpPosToAllJntPos"));
+  library.tcpPosToNearestJntPos =
+      reinterpret_cast<decltype(library.tcpPosToNearestJntPos)>(find("tcpPosToNearestJntPos"));
+  library.checkArmForm = reinterpret_cast<decltype(library.checkArmForm)>(find("checkArmForm"));
   return library;
 }
 
@@ -290,10 +407,18 @@ const char* resultMeaning(int code) {
     case 6:
       return "target out of reach";
     case 7:
-      return "no solution in the configuration of the reference";
+      return "no solution in the configuration of the reference, within the limits or for "
+             "the arm links";
+    case 8:
+      return "invalid joint limits";
     default:
       return "unknown result code";
   }
+}
+
+// Status of one of the eight candidates.
+const char* statusMeaning(int status) {
+  return status == 7 ? "out of the links' reach" : resultMeaning(status);
 }
 
 void printRow(const char* label, const double values[6]) {
@@ -325,21 +450,290 @@ const char* const kPoseColumns[6] = {"x", "y", "z", "roll", "pitch", "yaw"};
 const char* const kJointColumns[6] = {"q1", "q2", "q3", "q4", "q5", "q6"};
 const char* const kDemoColumns[6] = {"1", "2", "3", "4", "5", "6"};
 
-int runFk(const Library& library, const Arguments& args, const Angles& angles) {
-  double pose[6];
-  library.jntPosToTcpPos(args.numbers, args.tool, pose);
-  printHeader("", kPoseColumns);
-  printPose("tcp", pose, angles);
-  return kDone;
+// Rotation matrix of roll, pitch, yaw about the fixed x, y, z axes.
+void rpyMatrix(const double* rpy, double m[3][3]) {
+  const double cr = std::cos(rpy[0]), sr = std::sin(rpy[0]), cp = std::cos(rpy[1]),
+               sp = std::sin(rpy[1]), cy = std::cos(rpy[2]), sy = std::sin(rpy[2]);
+  const double r[3][3] = {{cy * cp, cy * sp * sr - sy * cr, cy * sp * cr + sy * sr},
+                          {sy * cp, sy * sp * sr + cy * cr, sy * sp * cr - cy * sr},
+                          {-sp, cp * sr, cp * cr}};
+  std::memcpy(m, r, sizeof r);
 }
 
-int runIk(const Library& library, const Arguments& args, const Angles& angles) {
+// The residual of joints q for the target pose: the distance of the pose they reach from
+// the target, origins plus the angle between the orientations, 2 asin(|A - B| / sqrt(8))
+// with the Frobenius norm, exact for small angles as well.
+double residual(const Library& library, const double q[6], const double tool[6],
+                const double target[6]) {
+  double reached[6], a[3][3], b[3][3], origins = 0.0, rotations = 0.0;
+  library.jntPosToTcpPos(q, tool, reached);
+  rpyMatrix(reached + 3, a);
+  rpyMatrix(target + 3, b);
+  for (int i = 0; i < 3; ++i) {
+    origins += (reached[i] - target[i]) * (reached[i] - target[i]);
+    for (int j = 0; j < 3; ++j) rotations += (a[i][j] - b[i][j]) * (a[i][j] - b[i][j]);
+  }
+  return std::sqrt(origins) + 2 * std::asin(std::fmin(1.0, std::sqrt(rotations / 8)));
+}
+
+// Answers in the chosen format. Text is a table for one request and one line of
+// space-separated values per answer in a batch; json is one object per answer; csv one
+// header line, then one line per answer. json and csv print 17 significant digits.
+struct Output {
+  Format format;
+  bool batch;
+  Angles angles;
+  bool headerWritten = false;
+
+  bool table() const { return format == Format::Text && !batch; }
+  const char* separator() const { return format == Format::Csv ? "," : " "; }
+
+  // The header of csv and of text batches, once, before the first answer.
+  void header(const std::string& columns) {
+    if (headerWritten || format == Format::Json || table()) return;
+    headerWritten = true;
+    std::string line = columns;
+    if (format == Format::Text) {
+      for (char& c : line) {
+        if (c == ',') c = ' ';
+      }
+      line = "# " + line;  // a comment for a batch that reads it back
+    }
+    std::printf("%s\n", line.c_str());
+  }
+
+  void number(double v) const {
+    if (format == Format::Json && !std::isfinite(v)) {
+      std::printf("null");
+    } else {
+      std::printf(format == Format::Text ? "%.12g" : "%.17g", v);
+    }
+  }
+  // Values separated as the format wants, json as an array.
+  void numbers(const double* v, int n) const {
+    if (format == Format::Json) std::printf("[");
+    for (int k = 0; k < n; ++k) {
+      if (k > 0) std::printf(format == Format::Json ? ", " : separator());
+      number(v[k]);
+    }
+    if (format == Format::Json) std::printf("]");
+  }
+  void joints(const double q[6]) const {
+    double shown[6];
+    for (int k = 0; k < 6; ++k) shown[k] = angles.out(q[k]);
+    numbers(shown, 6);
+  }
+  // A residual; none (empty, null or "-") for joints that are no answer.
+  void residualOf(bool solved, double value) const {
+    if (solved) {
+      number(value);
+    } else {
+      std::printf(format == Format::Json ? "null" : format == Format::Csv ? "" : "-");
+    }
+  }
+};
+
+const char* const kFkCsv = "x,y,z,roll,pitch,yaw";
+const char* const kIkCsv = "result,q1,q2,q3,q4,q5,q6,residual";
+
+// The forward pose of one request.
+int answerFk(const Library& library, const Arguments& args, Output& out, const double q[6],
+             int line) {
+  double pose[6];
+  library.jntPosToTcpPos(q, args.tool, pose);
+  const double shown[6] = {pose[0],
+                           pose[1],
+                           pose[2],
+                           out.angles.out(pose[3]),
+                           out.angles.out(pose[4]),
+                           out.angles.out(pose[5])};
+  if (out.table()) {
+    printHeader("", kPoseColumns);
+    printRow("tcp", shown);
+    return 0;
+  }
+  out.header(kFkCsv);
+  if (out.format == Format::Json) {
+    std::printf("{");
+    if (out.batch) std::printf("\"line\": %d, ", line);
+    std::printf("\"tcp\": ");
+  }
+  out.numbers(shown, 6);
+  std::printf(out.format == Format::Json ? "}\n" : "\n");
+  return 0;
+}
+
+// The eight candidates of one request. Returns the call's code, or 7 when it is 0 but no
+// candidate is solved.
+int answerAll(const Library& library, const Arguments& args, Output& out, const double pose[6],
+              const double ref[6], int line) {
+  double q[8][6], residuals[8];
+  int mode[8], status[8];
+  const int code = library.tcpPosToAllJntPos(pose, args.tool, ref, q, mode, status);
+  bool anySolved = false;
+  for (int k = 0; k < 8; ++k) {
+    residuals[k] = status[k] == 0 ? residual(library, q[k], args.tool, pose) : 0.0;
+    anySolved = anySolved || status[k] == 0;
+  }
+  if (out.table()) {
+    std::printf("result %d: %s\n", code, resultMeaning(code));
+    std::printf("%-9s %4s %-24s", "candidate", "mode", "status");
+    for (const char* name : kJointColumns) std::printf(" %14s", name);
+    std::printf(" %10s\n", "residual");
+    for (int k = 0; k < 8; ++k) {
+      std::printf("%-9d %4d %-24s", k, mode[k], statusMeaning(status[k]));
+      for (int j = 0; j < 6; ++j) std::printf(" %14.9f", out.angles.out(q[k][j]));
+      if (status[k] == 0) {
+        std::printf(" %10.1e\n", residuals[k]);
+      } else {
+        std::printf(" %10s\n", "-");
+      }
+    }
+  } else {
+    std::string columns = "result";
+    for (int k = 0; k < 8; ++k) {
+      const std::string c = std::to_string(k);
+      columns += ",mode" + c + ",status" + c;
+      for (int j = 1; j <= 6; ++j) columns += ",q" + std::to_string(j) + "_" + c;
+      columns += ",residual" + c;
+    }
+    out.header(columns);
+    if (out.format == Format::Json) {
+      std::printf("{");
+      if (out.batch) std::printf("\"line\": %d, ", line);
+      std::printf("\"result\": %d, \"meaning\": \"%s\", \"candidates\": [", code,
+                  resultMeaning(code));
+    } else {
+      std::printf("%d", code);
+    }
+    for (int k = 0; k < 8; ++k) {
+      if (out.format == Format::Json) {
+        std::printf("%s{\"mode\": %d, \"status\": %d, \"meaning\": \"%s\", \"joints\": ",
+                    k > 0 ? ", " : "", mode[k], status[k], statusMeaning(status[k]));
+        out.joints(q[k]);
+        std::printf(", \"residual\": ");
+        out.residualOf(status[k] == 0, residuals[k]);
+        std::printf("}");
+      } else {
+        std::printf("%s%d%s%d%s", out.separator(), mode[k], out.separator(), status[k],
+                    out.separator());
+        out.joints(q[k]);
+        std::printf("%s", out.separator());
+        out.residualOf(status[k] == 0, residuals[k]);
+      }
+    }
+    std::printf(out.format == Format::Json ? "]}\n" : "\n");
+  }
+  return code != 0 ? code : anySolved ? 0 : 7;
+}
+
+// The inverse of one request, as the options ask. Returns its result code.
+int answerIk(const Library& library, const Arguments& args, Output& out, const double pose[6],
+             const double ref[6], const double* lower, const double* upper, int line) {
+  if (args.all) return answerAll(library, args, out, pose, ref, line);
   double q[6];
-  const int code = library.tcpPosToJntPos(args.numbers, args.tool, args.ref, q);
-  std::printf("result %d: %s\n", code, resultMeaning(code));
-  printHeader("", kJointColumns);
-  printJoints("joints", q, angles);
-  return code == 0 ? kDone : kNoSolution;
+  const int code = args.nearest
+                       ? library.tcpPosToNearestJntPos(pose, args.tool, ref, lower, upper, q)
+                   : args.hasMode ? library.tcpPosToJntPosInMode(pose, args.tool, ref, args.mode, q)
+                                  : library.tcpPosToJntPos(pose, args.tool, ref, q);
+  const double miss = code == 0 ? residual(library, q, args.tool, pose) : 0.0;
+  if (out.table()) {
+    std::printf("result %d: %s\n", code, resultMeaning(code));
+    printHeader("", kJointColumns);
+    printJoints("joints", q, out.angles);
+    if (code == 0) std::printf("residual %.1e\n", miss);
+    return code;
+  }
+  out.header(kIkCsv);
+  if (out.format == Format::Json) {
+    std::printf("{");
+    if (out.batch) std::printf("\"line\": %d, ", line);
+    std::printf("\"result\": %d, \"meaning\": \"%s\", \"joints\": ", code, resultMeaning(code));
+    out.joints(q);
+    std::printf(", \"residual\": ");
+    out.residualOf(code == 0, miss);
+    std::printf("}\n");
+  } else {
+    std::printf("%d%s", code, out.separator());
+    out.joints(q);
+    std::printf("%s", out.separator());
+    out.residualOf(code == 0, miss);
+    std::printf("\n");
+  }
+  return code;
+}
+
+// Exit status of a result code.
+int exitStatus(int code) {
+  return code == 0 ? kDone : kResultBase + code;
+}
+
+// A batch: one request per line of standard input or --input, one answer per line. A
+// first line without any number (a csv header) is skipped; a malformed line is reported
+// with its number and skipped. Exit status: 2 when a line was malformed, else that of the
+// first failing request, else 0.
+int runBatch(const Library& library, const Arguments& args, Output& out, const double* lower,
+             const double* upper) {
+  std::FILE* in = stdin;
+  std::string where = "line ";
+  if (!args.inputFile.empty()) {
+    in = std::fopen(args.inputFile.c_str(), "r");
+    if (in == nullptr) {
+      fail(kBadInput, "cannot read input file '" + args.inputFile + "': " + std::strerror(errno));
+    }
+    where = "input file '" + args.inputFile + "' line ";
+  }
+  const bool ik = args.command == "ik";
+  bool malformed = false, firstRequest = true;
+  int firstFailure = 0, lineNumber = 0;
+  char* line = nullptr;
+  size_t capacity = 0;
+  while (getline(&line, &capacity, in) != -1) {
+    ++lineNumber;
+    const std::vector<std::string> words = splitWords(line);
+    if (words.empty()) continue;
+    const std::string at = where + std::to_string(lineNumber) + ": ";
+    double values[12];
+    std::string error;
+    bool anyNumber = false, numbers = true;
+    for (size_t k = 0; k < words.size(); ++k) {
+      char* end = nullptr;
+      std::strtod(words[k].c_str(), &end);
+      anyNumber = anyNumber || (end != words[k].c_str() && *end == '\0');
+      const char* name = k < 6 ? (ik ? kPoseNames : kJointNames)[k] : kJointNames[k % 6];
+      if (numbers && k < 12) numbers = readNumber(words[k], name, false, values[k], error);
+    }
+    const bool header = firstRequest && !anyNumber;
+    firstRequest = false;
+    if (header) continue;
+    const size_t count = words.size();
+    if (numbers && !(count == 6 || (ik && count == 12))) {
+      error = ik ? "expected 6 pose values, or 12 with the reference, got "
+                 : "expected 6 joint positions, got ";
+      error += std::to_string(count);
+      numbers = false;
+    }
+    if (numbers && ik && count == 6 && !args.hasRef) {
+      error = "no reference: give --ref or six more numbers";
+      numbers = false;
+    }
+    if (!numbers) {
+      std::fprintf(stderr, "fkik: %s%s\n", at.c_str(), error.c_str());
+      malformed = true;
+      continue;
+    }
+    // Pose angles and reference joints (ik), joints (fk) in degrees.
+    if (args.degrees) {
+      for (size_t k = ik ? 3 : 0; k < count; ++k) values[k] *= M_PI / 180.0;
+    }
+    const int code = ik ? answerIk(library, args, out, values, count == 12 ? values + 6 : args.ref,
+                                   lower, upper, lineNumber)
+                        : answerFk(library, args, out, values, lineNumber);
+    if (firstFailure == 0) firstFailure = code;
+  }
+  std::free(line);
+  if (in != stdin) std::fclose(in);
+  return malformed ? kBadInput : exitStatus(firstFailure);
 }
 
 // Joint positions of the demo, in radians, clear of the sample arm's singular
@@ -431,12 +825,46 @@ int main(int argc, char** argv) {
   if (args.armFile.empty()) {
     std::memcpy(arm, kSampleArm, sizeof(arm));
   } else {
-    readArm(args.armFile, arm);
+    readRows(args.armFile, "arm", "a alpha d theta", 6, false, &arm[0][0]);
+    if (args.armDegrees) {
+      for (auto& row : arm) {
+        row[1] *= M_PI / 180.0;
+        row[3] *= M_PI / 180.0;
+      }
+    }
+  }
+  // Limits: rows of lower, upper per joint, angles as on the command line.
+  double limits[6][2];
+  double lower[6], upper[6];
+  if (!args.limitsFile.empty()) {
+    readRows(args.limitsFile, "limits", "lower upper", 6, true, &limits[0][0]);
+    for (int j = 0; j < 6; ++j) {
+      lower[j] = args.degrees ? limits[j][0] * M_PI / 180.0 : limits[j][0];
+      upper[j] = args.degrees ? limits[j][1] * M_PI / 180.0 : limits[j][1];
+    }
   }
   const Library library = args.libraryFile.empty() ? findLibrary(programDirectory(argv[0]))
                                                    : loadLibrary(args.libraryFile);
   library.init(arm);
-  if (args.command == "fk") return runFk(library, args, angles);
-  if (args.command == "ik") return runIk(library, args, angles);
-  return runDemo(library, args, angles, arm);
+
+  // The inverse solver checks none of its arm's form: an arm of another form gets answers
+  // that miss the pose (the residual shows by how much).
+  const int form = library.checkArmForm(arm);
+  if (form != 0) {
+    const char* const fields[4] = {"a", "alpha", "d", "theta"};
+    const int record = (form - 1) / 4, field = (form - 1) % 4;
+    std::fprintf(stderr,
+                 "fkik: warning: the arm is not of the form the inverse solver is exact for "
+                 "(joint %d %s = %.17g); its inverse answers may miss the pose\n",
+                 record + 1, fields[field], arm[record][field]);
+  }
+
+  if (args.command == "demo") return runDemo(library, args, angles, arm);
+  Output out{args.format, args.batch, angles};
+  const double* low = args.limitsFile.empty() ? nullptr : lower;
+  const double* high = args.limitsFile.empty() ? nullptr : upper;
+  if (args.batch) return runBatch(library, args, out, low, high);
+  if (args.command == "fk") return answerFk(library, args, out, args.numbers, 0);
+  const int code = answerIk(library, args, out, args.numbers, args.ref, low, high, 0);
+  return exitStatus(code);
 }
