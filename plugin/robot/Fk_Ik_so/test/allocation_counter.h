@@ -1,5 +1,6 @@
 // Replaces the global allocation functions with ones that count every allocation in
-// allocationCount. Include it in exactly one source file of a test program.
+// allocationCount and can make a chosen one fail. Include it in exactly one source file of a test
+// program.
 #ifndef FK_IK_SO_ALLOCATION_COUNTER_H
 #define FK_IK_SO_ALLOCATION_COUNTER_H
 
@@ -15,9 +16,11 @@
 namespace {
 
 std::atomic<long> allocationCount{0};
+// The allocation whose count reaches failingAllocation throws std::bad_alloc (0: none does).
+std::atomic<long> failingAllocation{0};
 
 void* countedAllocation(std::size_t size, std::size_t alignment) {
-  ++allocationCount;
+  if (++allocationCount == failingAllocation) throw std::bad_alloc();
   if (size == 0) size = 1;
   void* p = alignment <= alignof(std::max_align_t)
                 ? std::malloc(size)

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <filesystem>
 #include <kdl/frames.hpp>
-#include <random>
 #include <string>
 
 #include "fk_ik_so.h"
@@ -35,43 +34,8 @@ struct Library {
   decltype(&::tcpPosToJntPos) tcpPosToJntPos;
 };
 
-// The copy every test but the first shares; the model it holds is whatever the last
-// init set, so each test calls init itself.
-Library& library() {
-  static Library shared(FK_IK_LIBRARY_FILE);
-  return shared;
-}
-
-const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},
-                                 {0.425, 0, 0, 0},         {0.3922, M_PI, 0.1333, 0},
-                                 {0, M_PI / 2, 0.0997, 0}, {0, M_PI / 2, 0.0996, 0}};
+using test_support::kSampleArm;
 const double kNoTool[6] = {0, 0, 0, 0, 0, 0};
-
-// Joint positions clear of the sample arm's singular configurations.
-const double kJoints[][6] = {{0.0, -1.2, 1.5, -0.3, 1.0, 0.0},
-                             {0.5, -0.8, 1.2, 0.7, -0.9, 1.0},
-                             {-1.0, -2.0, -1.3, 2.0, 0.6, -2.5},
-                             {3.5, -1.0, 1.0, -4.0, 1.2, 7.0}};
-
-KDL::Frame poseFrame(const double pose[6]) {
-  return KDL::Frame(KDL::Rotation::RPY(pose[3], pose[4], pose[5]),
-                    KDL::Vector(pose[0], pose[1], pose[2]));
-}
-
-void expectArrayNear(const double* actual, const double* expected, double tolerance) {
-  for (int i = 0; i < 6; ++i) EXPECT_NEAR(actual[i], expected[i], tolerance) << "element " << i;
-}
-
-// The inverse of pose with q as reference, in the current model: code 0, every joint
-// within half a turn of the reference, and the forward pose of the answer is the pose.
-// (The answer need not be q itself: two candidates can share q's configuration mode.)
-void expectRoundTrip(const double q[6], const double tool[6], const double pose[6]) {
-  double back[6], again[6];
-  ASSERT_EQ(library().tcpPosToJntPos(pose, tool, q, back), 0);
-  for (int i = 0; i < 6; ++i) EXPECT_LE(std::abs(back[i] - q[i]), M_PI) << "joint " << i;
-  ASSERT_EQ(library().jntPosToTcpPos(back, tool, again), 0);
-  EXPECT_LT(test_support::frameDistance(poseFrame(again), poseFrame(pose)), 1e-9);
-}
 
 // A fresh copy of the library, loaded from a file of its own so that the dynamic loader
 // gives it its own process-wide model: nothing has called its init yet.
@@ -93,94 +57,6 @@ TEST(CInterface, NoModelBeforeInit) {
   fresh.init(kSampleArm);
   EXPECT_EQ(fresh.jntPosToTcpPos(q, kNoTool, out), 0);
   EXPECT_NE(out[0], 42.0);
-}
-
-// The second init's arm decides later results: the sample arm in millimetres puts the
-// TCP 1000 times as far out with the same orientation, and its inverse solves the
-// millimetre poses, which lie out of reach of the arm in metres.
-TEST(CInterface, SecondInitReplacesTheFirst) {
-  double millimetres[6][4];
-  for (int j = 0; j < 6; ++j) {
-    for (int k = 0; k < 4; ++k) millimetres[j][k] = kSampleArm[j][k] * (k % 2 == 0 ? 1000.0 : 1.0);
-  }
-  for (const auto& q : kJoints) {
-    double metres[6], mm[6], back[6];
-    library().init(kSampleArm);
-    ASSERT_EQ(library().jntPosToTcpPos(q, kNoTool, metres), 0);
-    library().init(millimetres);
-    ASSERT_EQ(library().jntPosToTcpPos(q, kNoTool, mm), 0);
-    for (int i = 0; i < 3; ++i) EXPECT_NEAR(mm[i], 1000.0 * metres[i], 1e-9);
-    for (int i = 3; i < 6; ++i) EXPECT_NEAR(mm[i], metres[i], 1e-12);
-    expectRoundTrip(q, kNoTool, mm);
-
-    library().init(kSampleArm);
-    EXPECT_NE(library().tcpPosToJntPos(mm, kNoTool, q, back), 0);
-  }
-}
-
-// With every parameter zero all joint axes are the base's z axis: zero joints give six
-// zeros, other joints turn the flange about z by the sum of the joint positions.
-TEST(CInterface, AllZeroArm) {
-  const double zeroArm[6][4] = {};
-  library().init(zeroArm);
-  const double zeros[6] = {0, 0, 0, 0, 0, 0};
-  double out[6];
-  std::fill(out, out + 6, 42.0);
-  ASSERT_EQ(library().jntPosToTcpPos(zeros, kNoTool, out), 0);
-  for (double v : out) EXPECT_EQ(v, 0.0);
-
-  for (const auto& q : kJoints) {
-    double sum = 0.0;
-    for (double v : q) sum += v;
-    ASSERT_EQ(library().jntPosToTcpPos(q, kNoTool, out), 0);
-    const double expected[6] = {0, 0, 0, 0, 0, std::atan2(std::sin(sum), std::cos(sum))};
-    expectArrayNear(out, expected, 1e-12);
-  }
-}
-
-// Tools of 0.05 and 0.1 along z put the TCP that far along the flange's own z axis.
-TEST(CInterface, ToolAlongFlangeZ) {
-  library().init(kSampleArm);
-  std::mt19937_64 rng(11);
-  std::uniform_real_distribution<double> angle(-M_PI, M_PI);
-  for (int k = 0; k < 50; ++k) {
-    double q[6], flange[6];
-    for (double& v : q) v = angle(rng);
-    ASSERT_EQ(library().jntPosToTcpPos(q, kNoTool, flange), 0);
-    const KDL::Frame f = poseFrame(flange);
-    for (double length : {0.05, 0.1}) {
-      const double tool[6] = {0, 0, length, 0, 0, 0};
-      double tcp[6];
-      ASSERT_EQ(library().jntPosToTcpPos(q, tool, tcp), 0);
-      const KDL::Vector p = f.p + length * f.M.UnitZ();
-      const double expected[6] = {p.x(), p.y(), p.z(), flange[3], flange[4], flange[5]};
-      expectArrayNear(tcp, expected, 1e-14);
-    }
-  }
-}
-
-// A pose out of reach: a code other than 0 and 1, and six zeros written back.
-TEST(CInterface, UnreachablePoseWritesZeros) {
-  library().init(kSampleArm);
-  const double far[6] = {2.0, 0.5, 0.3, 0, 0, 0};
-  double out[6];
-  std::fill(out, out + 6, 42.0);
-  const int code = library().tcpPosToJntPos(far, kNoTool, kJoints[0], out);
-  EXPECT_NE(code, 0);
-  EXPECT_NE(code, 1);
-  for (double v : out) EXPECT_EQ(v, 0.0);
-}
-
-// Forward, then back with the joints as reference and a tool (the last joint position
-// lies beyond +-pi).
-TEST(CInterface, RoundTripInTheReferenceConfiguration) {
-  library().init(kSampleArm);
-  const double tool[6] = {0.01, -0.02, 0.15, 0.1, -0.2, 0.3};
-  for (const auto& q : kJoints) {
-    double pose[6];
-    ASSERT_EQ(library().jntPosToTcpPos(q, tool, pose), 0);
-    expectRoundTrip(q, tool, pose);
-  }
 }
 
 }  // namespace

@@ -5,16 +5,19 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <random>
 #include <thread>
 #include <vector>
 
-#include "host_support.h"
+#include "fk_ik_so.h"
 #include "test_support.h"
 
 namespace {
 
-using host_support::sameBits;
+bool sameBits(const double (&a)[6], const double (&b)[6]) {
+  return std::memcmp(a, b, sizeof a) == 0;
+}
 
 struct Call {
   double jnt[6], tool[6], pose[6], ref[6];
@@ -59,7 +62,7 @@ std::vector<Call> makeCalls(int count) {
 }
 
 TEST(ConcurrentCalls, EightThreadsAnswerBitForBitAsOneThreadDoes) {
-  init(host_support::SampleArm);
+  init(test_support::kSampleArm);
   const std::vector<Call> calls = makeCalls(600);
 
   // The mix reaches success, every failure family and non-finite answers.

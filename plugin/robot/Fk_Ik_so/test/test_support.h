@@ -1,10 +1,12 @@
-// Helpers shared by the test programs: assertion-report patterns, random arms and the
-// same arm built as a KDL::Chain, an oracle independent of the library's own solver.
+// Helpers shared by the test programs: assertion-report patterns, the named families of
+// arms and joint positions, and the same arm built as a KDL::Chain, an oracle independent
+// of the library's own solvers.
 #ifndef FK_IK_SO_TEST_SUPPORT_H
 #define FK_IK_SO_TEST_SUPPORT_H
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <kdl/chain.hpp>
 #include <kdl/frames.hpp>
@@ -17,37 +19,25 @@
 
 namespace test_support {
 
-// The literal text s as an extended regular expression.
-inline std::string escapeRegex(const std::string& s) {
-  std::string out;
-  for (char c : s) {
+// glibc's assertion report "FILE:LINE: FUNCTION: Assertion `COND' failed." as an extended
+// regular expression; file and line only where they are fixed (line 0: any).
+inline std::string assertionReport(const std::string& function, const std::string& condition,
+                                   const std::string& file = "", int line = 0) {
+  std::string text = function + ": Assertion `" + condition + "' failed.", out;
+  if (line > 0) text = file + ":" + std::to_string(line) + ": " + text;
+  for (char c : text) {
     if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos) out += '\\';
     out += c;
   }
   return out;
 }
 
-// Pattern of glibc's assertion report "FILE:LINE: FUNCTION: Assertion `COND' failed."
-// for the given function text and condition, in any file at any line.
-inline std::string assertionReport(const std::string& function, const std::string& condition) {
-  return escapeRegex(function + ": Assertion `" + condition + "' failed.");
-}
-
-// The same report, pinned to a source file's base name and line.
-inline std::string assertionReportAt(const std::string& file, int line, const std::string& function,
-                                     const std::string& condition) {
-  return escapeRegex(file + ":" + std::to_string(line) + ": ") +
-         assertionReport(function, condition);
-}
-
-// Case count of a property test: the default, or FK_IK_TEST_CASES from the
-// environment for longer runs.
+// Case count of a property test: the default, or FK_IK_TEST_CASES for longer runs.
 inline int caseCount(int defaultCount) {
   const char* env = std::getenv("FK_IK_TEST_CASES");
   return env != nullptr ? std::atoi(env) : defaultCount;
 }
 
-// A joint position of six joints.
 inline MathVector joints(double q0, double q1, double q2, double q3, double q4, double q5) {
   const double values[6] = {q0, q1, q2, q3, q4, q5};
   MathVector q(6);
@@ -55,7 +45,7 @@ inline MathVector joints(double q0, double q1, double q2, double q3, double q4, 
   return q;
 }
 
-// Six values in [-range, range]: joint positions or velocities.
+// Six values in [-range, range]: joint positions (beyond +-pi for range > pi) or velocities.
 inline MathVector randomVector(std::mt19937_64& rng, double range) {
   std::uniform_real_distribution<double> value(-range, range);
   MathVector v(6);
@@ -74,13 +64,11 @@ inline KDL::Frame toolFrame(const Tool& t) {
   return KDL::Frame(KDL::Rotation::RPY(t.rx, t.ry, t.rz), KDL::Vector(t.x, t.y, t.z));
 }
 
-// The sample arm of the command-line host: a, alpha, d, theta per joint, in metres and
-// radians.
+// The sample arm of the command-line host, rows of a, alpha, d, theta in metres, radians.
 const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},
                                  {0.425, 0, 0, 0},         {0.3922, M_PI, 0.1333, 0},
                                  {0, M_PI / 2, 0.0997, 0}, {0, M_PI / 2, 0.0996, 0}};
 
-// Six MDH records from rows of (a, alpha, d, theta).
 inline std::vector<MDH> makeRecords(const double (&rows)[6][4]) {
   std::vector<MDH> records(6);
   for (int i = 0; i < 6; ++i) {
@@ -92,7 +80,7 @@ inline std::vector<MDH> makeRecords(const double (&rows)[6][4]) {
   return records;
 }
 
-// An arm with every parameter random: lengths in [-1, 1], angles in [-pi, pi].
+// General arm: every parameter random, lengths in [-1, 1], angles in [-pi, pi].
 inline std::vector<MDH> randomArm(std::mt19937_64& rng) {
   std::uniform_real_distribution<double> length(-1.0, 1.0), angle(-M_PI, M_PI);
   std::vector<MDH> records(6);
@@ -122,25 +110,9 @@ inline std::vector<MDH> randomSixAxisArm(std::mt19937_64& rng) {
   return records;
 }
 
-// The same arm as a KDL::Chain: a fixed segment for record 0's a and alpha, then per
-// joint a RotZ segment whose tip carries the joint's d and theta and the next record's
-// a and alpha. Segment k + 1 of the chain ends in joint k's frame.
+// The same arm with one fixed segment per record for its a and alpha, each followed by a
+// RotZ segment carrying d and theta: segment 2k + 1 ends in joint k's frame.
 inline KDL::Chain kdlChain(const std::vector<MDH>& r) {
-  KDL::Chain chain;
-  chain.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None),
-                                KDL::Frame::DH_Craig1989(r[0].a, r[0].alpha, 0, 0)));
-  for (size_t i = 0; i < r.size(); ++i) {
-    KDL::Frame tip = KDL::Frame::DH_Craig1989(0, 0, r[i].d, r[i].theta);
-    if (i + 1 < r.size()) tip = tip * KDL::Frame::DH_Craig1989(r[i + 1].a, r[i + 1].alpha, 0, 0);
-    chain.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::RotZ), tip));
-  }
-  return chain;
-}
-
-// The same arm with one fixed segment per record for its a and alpha, each followed by
-// a RotZ segment carrying d and theta: segment 2k + 2 ends in joint k's frame, so every
-// intermediate frame of the library has a counterpart in KDL's numbering.
-inline KDL::Chain kdlChainSplit(const std::vector<MDH>& r) {
   KDL::Chain chain;
   for (const MDH& record : r) {
     chain.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None),
