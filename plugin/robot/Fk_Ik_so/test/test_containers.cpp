@@ -101,25 +101,19 @@ TYPED_TEST(VectorOfEveryType, ArithmeticIsExactArithmeticConvertedToT) {
       Vector<T> unit(a), added(a), subtracted(a);  // in place: the used elements only
       unit.normalize(), added.addToAll(s), subtracted.subtractFromAll(s);
       W dot = 0, squares = 0;
+      const Vector<T> r[] = {
+          a + b, a - b,   a.elementMultiply(b),    a.plusScalar(s), a.minusScalar(s), a * s,
+          a / d, a.abs(), Vector<T>(n).project(b), added,           subtracted,       unit};
       for (UInt32 i = 0; i < Max_Vector_Dimension; ++i) {  // new results are zero beyond n
-        const W x = aSlots[i], y = bSlots[i], ws = s, kept = i < n ? 1 : 0;
-        dot += kept * x * y, squares += kept * x * x;
-        for (const auto& p :
-             std::vector<std::pair<Vector<T>, W>>{{a + b, kept * (x + y)},
-                                                  {a - b, kept * (x - y)},
-                                                  {a.elementMultiply(b), kept * x * y},
-                                                  {a.plusScalar(s), kept * (x + ws)},
-                                                  {a.minusScalar(s), kept * (x - ws)},
-                                                  {a * s, kept * ws * x},
-                                                  {a / d, kept * (x / W(d))},
-                                                  {a.abs(), kept * (x < 0 ? -x : x)},
-                                                  {Vector<T>(n).project(b), 0},
-                                                  {added, i < n ? x + ws : x},
-                                                  {subtracted, i < n ? x - ws : x},
-                                                  {unit, i >= n        ? x
-                                                         : norm > T(0) ? x / W(norm)
-                                                                       : W(0)}})
-          EXPECT_TRUE(p.first.size() == n && slots(p.first)[i] == static_cast<T>(p.second)) << i;
+        const W x = aSlots[i], y = bSlots[i], ws = s, k = i < n ? 1 : 0,
+                z = norm > T(0) ? x / W(norm) : 0;
+        dot += k * x * y, squares += k * x * x;
+        const W expected[] = {k * (x + y),        k * (x - y),          k * x * y,
+                              k * (x + ws),       k * (x - ws),         k * ws * x,
+                              k * (x / W(d)),     k * (x < 0 ? -x : x), 0,
+                              i < n ? x + ws : x, i < n ? x - ws : x,   i < n ? z : x};
+        for (UInt32 j = 0; j < 12; ++j)
+          EXPECT_TRUE(r[j].size() == n && slots(r[j])[i] == static_cast<T>(expected[j])) << i << j;
       }
       EXPECT_TRUE(a.dot(b) == static_cast<T>(dot) && slots(a) == aSlots && slots(b) == bSlots);
       EXPECT_EQ(norm, static_cast<T>(std::sqrt(static_cast<double>(squares))));
