@@ -1,13 +1,8 @@
-// Every assertion report of the library, once: the call that breaks the precondition, the
-// function text and condition the report must carry, and the file and line where fixed. The
-// containers' rows repeat for each element type, spelled as the compiler spells it.
+// Every assertion report once: the breaking call, the report's function text and condition, and
+// the file and line where fixed; container rows repeat per element type, spelled as GCC does.
 #include <functional>
 
-#include "fk_solver_pos_tarvin2_6dof.h"
-#include "ik_solver_pos_tarvin2_6dof.h"
-#include "jacobian.h"
-#include "matrix.h"
-#include "robot.h"
+#include "robot.h"  // and with it both solvers, the Jacobian and the containers
 #include "test_support.h"
 
 namespace {
@@ -19,41 +14,14 @@ struct Row {
 };
 
 template <typename T>
-void vectorRows(std::vector<Row>& rows, const std::string& spelling) {
-  const std::string t = " [with T = " + spelling, u = "; UInt32 = unsigned int]",
-                    b = "; Bool = bool", same = "_n == other.size()", arg = "(const Vector<T>&)",
-                    c = " const" + t + "]";
-  const auto a = std::make_shared<Vector<T>>(3), o = std::make_shared<Vector<T>>(4);
-  rows.insert(
-      rows.end(),
-      {{[] { Vector<T>(1).resize(15); }, "Void Vector<T>::resize(UInt32)" + t + "; Void = void" + u,
-        "n <= Max_Vector_Dimension"},
-       {[] { Vector<T>(15); }, "Vector<T>::Vector(UInt32)" + t + u, "n <= Max_Vector_Dimension"},
-       {[a] { (*a)(3) = T(1); }, "T& Vector<T>::operator()(const UInt32&)" + t + u, "id < _n"},
-       {[] { (void)static_cast<const Vector<T>&>(Vector<T>(0u))(0); },
-        "T Vector<T>::operator()(const UInt32&) const" + t + u, "id < _n"},
-       {[a, o] { a->almostEqual(*o, 1.0); },
-        "Bool Vector<T>::almostEqual(const Vector<T>&, Float64)" + t + b + "; Float64 = double]",
-        same},
-       {[a, o] { (void)(*a == *o); }, "Bool Vector<T>::operator==" + arg + t + b + "]", same},
-       {[a, o] { (void)(*a != *o); }, "Bool Vector<T>::operator!=" + arg + t + b + "]", same},
-       {[a, o] { *a + *o; }, "Vector<T1> Vector<T>::operator+" + arg + c, same},
-       {[a, o] { *a - *o; }, "Vector<T1> Vector<T>::operator-" + arg + c, same},
-       {[a, o] { a->elementMultiply(*o); }, "Vector<T1> Vector<T>::elementMultiply" + arg + c,
-        same},
-       {[a, o] { a->dot(*o); }, "T Vector<T>::dot" + arg + c, same},
-       {[a, o] { a->project(*o); }, "Vector<T1> Vector<T>::project" + arg + c, same}});
-}
-
-template <typename T>
-void matrixRows(std::vector<Row>& rows, const std::string& spelling) {
-  const std::string t = " [with T = " + spelling, u = "; UInt32 = unsigned int]",
-                    c = " const" + t + "]", v = t + "; Void = void]",
-                    rowBound = "nr > 0 && nr <= Max_Matrix_Dimension",
-                    columnBound = "nc > 0 && nc <= Max_Matrix_Dimension", square = "_nr == _nc",
-                    index = "(const UInt32&, const UInt32&)", at = "i < _nr || j < _nc",
-                    make = "Matrix<T>::Matrix" + index + t + u,
-                    resize = "Void Matrix<T>::resize" + index + t + "; Void = void" + u;
+void matrixRows(std::vector<Row>& rows, const std::string& t, const std::string& u) {
+  const std::string VM = "Void Matrix<T>::", MM = "Matrix<T> Matrix<T>::", c = " const" + t + "]",
+                    v = t + "; Void = void]", s = "(const T&)",
+                    rowBound = "nr > 0 && nr <= Max_Matrix_Dimension", square = "_nr == _nc",
+                    id = "_nr > 0 && _nc > 0 && " + square,
+                    columnBound = "nc > 0 && nc <= Max_Matrix_Dimension", at = "i < _nr || j < _nc",
+                    ij = "(const UInt32&, const UInt32&)", make = "Matrix<T>::Matrix" + ij + t + u,
+                    resize = VM + "resize" + ij + t + "; Void = void" + u;
   const auto w = std::make_shared<Matrix<T>>(2, 3);
   rows.insert(
       rows.end(),
@@ -62,30 +30,53 @@ void matrixRows(std::vector<Row>& rows, const std::string& spelling) {
        {[] { Matrix<T>::zero(1, 15); }, make, columnBound},
        {[w] { w->resize(15, 2); }, resize, rowBound},
        {[w] { w->resize(2, 0); }, resize, columnBound},
-       {[w] { (*w)(2, 3) = T(1); }, "T& Matrix<T>::operator()" + index + t + u, at},
+       {[w] { (*w)(2, 3) = T(1); }, "T& Matrix<T>::operator()" + ij + t + u, at},
        {[w] { (void)static_cast<const Matrix<T>&> (*w)(7, 3); },
-        "T Matrix<T>::operator()" + index + " const" + t + u, at},
-       {[w] { w->setToIdentity(); }, "Void Matrix<T>::setToIdentity()" + v,
-        "_nr > 0 && _nc > 0 && _nr == _nc"},
-       {[w] { w->addToPrincipal(T(1)); }, "Void Matrix<T>::addToPrincipal(const T&)" + v, square},
-       {[w] { w->subtractFromPrincipal(T(1)); },
-        "Void Matrix<T>::subtractFromPrincipal(const T&)" + v, square},
-       {[w] { w->plusScalarPrincipal(T(1)); },
-        "Matrix<T> Matrix<T>::plusScalarPrincipal(const T&)" + c, square},
-       {[w] { w->minusScalarPrincipal(T(1)); },
-        "Matrix<T> Matrix<T>::minusScalarPrincipal(const T&)" + c, square},
-       {[w] { *w* Matrix<T>(2, 3); }, "Matrix<T> Matrix<T>::operator*(const Matrix<T>&)" + c,
+        "T Matrix<T>::operator()" + ij + " const" + t + u, at},
+       {[w] { w->setToIdentity(); }, VM + "setToIdentity()" + v, id},
+       {[w] { w->addToPrincipal(T(1)); }, VM + "addToPrincipal" + s + v, square},
+       {[w] { w->subtractFromPrincipal(T(1)); }, VM + "subtractFromPrincipal" + s + v, square},
+       {[w] { w->plusScalarPrincipal(T(1)); }, MM + "plusScalarPrincipal" + s + c, square},
+       {[w] { w->minusScalarPrincipal(T(1)); }, MM + "minusScalarPrincipal" + s + c, square},
+       {[w] { *w* Matrix<T>(2, 3); }, MM + "operator*(const Matrix<T>&)" + c,
         "_nc == other.rows()"},
-       {[w] { w->transpose(*std::make_unique<Matrix<T>>(2, 3)); },
-        "Void Matrix<T>::transpose(Matrix<T>&)" + v, "_nr == r.columns() && _nc == r.rows()"},
+       {[w] { w->transpose(*std::make_unique<Matrix<T>>(2, 3)); }, VM + "transpose(Matrix<T>&)" + v,
+        "_nr == r.columns() && _nc == r.rows()"},
        // The vector product has no check of its own: the vector's index assertion fires.
        {[w] { *w* Vector<T>(2); }, "T Vector<T>::operator()(const UInt32&) const" + t + u,
         "id < _n"}});
 }
 
+template <typename T>
+void rowsOf(std::vector<Row>& rows, const std::string& spelling) {
+  const std::string t = " [with T = " + spelling, u = "; UInt32 = unsigned int]",
+                    V = "Vector<T>::", b = "; Bool = bool", same = "_n == other.size()",
+                    o = "(const Vector<T>&)", c = o + " const" + t + "]",
+                    bound = "n <= Max_Vector_Dimension", vv = "; Void = void", B = "Bool " + V;
+  const auto x = std::make_shared<Vector<T>>(3), y = std::make_shared<Vector<T>>(4);
+  rows.insert(
+      rows.end(),
+      {{[] { Vector<T>(1).resize(15); }, "Void " + V + "resize(UInt32)" + t + vv + u, bound},
+       {[] { Vector<T>(15); }, V + "Vector(UInt32)" + t + u, bound},
+       {[x] { (*x)(3) = T(1); }, "T& " + V + "operator()(const UInt32&)" + t + u, "id < _n"},
+       {[] { (void)static_cast<const Vector<T>&>(Vector<T>(0u))(0); },
+        "T " + V + "operator()(const UInt32&) const" + t + u, "id < _n"},
+       {[x, y] { x->almostEqual(*y, 1.0); },
+        B + "almostEqual(const Vector<T>&, Float64)" + t + b + "; Float64 = double]", same},
+       {[x, y] { (void)(*x == *y); }, B + "operator==" + o + t + b + "]", same},
+       {[x, y] { (void)(*x != *y); }, B + "operator!=" + o + t + b + "]", same},
+       {[x, y] { *x + *y; }, "Vector<T1> " + V + "operator+" + c, same},
+       {[x, y] { *x - *y; }, "Vector<T1> " + V + "operator-" + c, same},
+       {[x, y] { x->elementMultiply(*y); }, "Vector<T1> " + V + "elementMultiply" + c, same},
+       {[x, y] { x->dot(*y); }, "T " + V + "dot" + c, same},
+       {[x, y] { x->project(*y); }, "Vector<T1> " + V + "project" + c, same}});
+  if constexpr (std::is_floating_point<T>::value ||
+                (std::is_unsigned<T>::value && !std::is_same<T, bool>::value))
+    matrixRows<T>(rows, t, u);
+}
+
 std::vector<Row> kinematicsRows() {
-  // An arm whose chain can be given another joint count after construction.
-  struct Arm {
+  struct Arm {  // its chain can be given another joint count after construction
     std::vector<MDH> records = test_support::makeRecords(test_support::kSampleArm);
     Chain_MDH4 chain{6, &records};
   };
@@ -97,27 +88,19 @@ std::vector<Row> kinematicsRows() {
   const MathVector five(5), six(6), seven(7);
   const auto out = std::make_shared<MathVector>(6);
   const auto frame = std::make_shared<KDL::Frame>();
-  const std::string
-      fkPos = "Void FkSolverPos::jntPosToFlangePos(const MathVector&, ",
-      size = "_chainMDH4->_dof == jntPos.size()",
-      chainCount = "dof == 6 && pMDH4Param->size() == 6",
-      chain = "Chain_MDH4::Chain_MDH4(UInt32, const std::vector<MDH>*)",
-      whole = fkPos + "KDL::Frame&)", segment = fkPos + "const Int32&, KDL::Frame&)",
-      jac = "Void FkSolverPos::jntPosToJacobians(const MathVector&, const Tool&, MathJacobian&)",
-      dot =
-          "Void FkSolverPos::jntPosToJacobiansDot(const MathVector&, const MathVector&, "
-          "const Tool&, MathJacobian&, MathJacobian&)",
-      inverse =
-          "Int32 Robot::tcpPosToJntPos(const MathVector&, const Tool&, const "
-          "MathVector&, MathVector&)",
-      jacobian = "Jacobian::Jacobian(const UInt8&, const UInt8&)",
-      rowsEqual = "this->rows() == other.rows()",
-      columnsEqual = "this->columns() == other.columns()",
-      fromMatrix = "Void Jacobian::operator=(const Matrix<double>&)",
-      fromJacobian = "Void Jacobian::operator=(const Jacobian&)", solver = "(Chain_MDH4*)",
-      dof6 = "chainMDH4->_dof == 6", vel = "velJacobian.", velDot = "velJacobianDot.",
-      six_ = "rows() == 6", columns = "columns() == _chainMDH4->_dof";
-  // Jacobians of the shapes named in each row: good, few rows, few columns.
+  using S = const std::string;
+  S m = "(const MathVector&, ", fkPos = "Void FkSolverPos::jntPosToFlangePos" + m;
+  S jacobians = "Void FkSolverPos::jntPosToJacobians", size = "_chainMDH4->_dof == jntPos.size()";
+  S jac = jacobians + m + "const Tool&, MathJacobian&)", vel = "velJacobian.", six_ = "rows() == 6";
+  S dot = jacobians + "Dot" + m + "const MathVector&, const Tool&, MathJacobian&, MathJacobian&)";
+  S inverse = "Int32 Robot::tcpPosToJntPos" + m + "const Tool&, const MathVector&, MathVector&)";
+  S chain = "Chain_MDH4::Chain_MDH4(UInt32, const std::vector<MDH>*)", solver = "(Chain_MDH4*)";
+  S chainCount = "dof == 6 && pMDH4Param->size() == 6", dof6 = "chainMDH4->_dof == 6";
+  S columns = "columns() == _chainMDH4->_dof", velDot = "velJacobianDot.";
+  S rowsEq = "this->rows() == other.rows()", colsEq = "this->columns() == other.columns()";
+  S jacobian = "Jacobian::Jacobian(const UInt8&, const UInt8&)";
+  S fromMatrix = "Void Jacobian::operator=(const Matrix<double>&)";
+  S fromJacobian = "Void Jacobian::operator=(const Jacobian&)";
   const auto j = [](UInt8 nr, UInt8 nc) { return std::make_shared<Jacobian>(nr, nc); };
   const auto good = j(6, 6), fewRows = j(3, 6), fewColumns = j(6, 5);
   return {
@@ -131,9 +114,9 @@ std::vector<Row> kinematicsRows() {
       {[=] { arm->chain._dof = 5, IkSolverPos_Tarvin2_6Dof{&arm->chain}; },
        "IkSolverPos_Tarvin2_6Dof::IkSolverPos_Tarvin2_6Dof" + solver, dof6,
        "ik_solver_pos_tarvin2_6dof.cpp", 5},
-      {[=] { fk->jntPosToFlangePos(five, *frame); }, whole, size},
-      {[=] { fk->jntPosToFlangePos(five, 2, *frame); }, segment, size},
-      {[=] { fk->jntPosToFlangePos(six, -1, *frame); }, segment,
+      {[=] { fk->jntPosToFlangePos(five, *frame); }, fkPos + "KDL::Frame&)", size},
+      {[=] { fk->jntPosToFlangePos(five, 2, *frame); }, fkPos + "const Int32&, KDL::Frame&)", size},
+      {[=] { fk->jntPosToFlangePos(six, -1, *frame); }, fkPos + "const Int32&, KDL::Frame&)",
        "segmenId >= 0 || segmenId < _chainMDH4->_dof"},
       // Id 7 passes the id test and runs into the joint vector's index at i = 6.
       {[=] { fk->jntPosToFlangePos(six, 7, *frame); },
@@ -170,10 +153,10 @@ std::vector<Row> kinematicsRows() {
        "nr > 0 && nr <= Max_Matrix_Dimension"},
       {[] { Jacobian(7, 8); }, jacobian, "nr > 0 && nr <= 6"},
       {[] { Jacobian(6, 8); }, jacobian, "nc > 0 && nc <= 7"},
-      {[=] { *good = Matrix<double>(5, 5); }, fromMatrix, rowsEqual},
-      {[=] { *good = Matrix<double>(6, 5); }, fromMatrix, columnsEqual},
-      {[=] { *good = *j(5, 5); }, fromJacobian, rowsEqual},
-      {[=] { *good = *fewColumns; }, fromJacobian, columnsEqual},
+      {[=] { *good = Matrix<double>(5, 5); }, fromMatrix, rowsEq},
+      {[=] { *good = Matrix<double>(6, 5); }, fromMatrix, colsEq},
+      {[=] { *good = *j(5, 5); }, fromJacobian, rowsEq},
+      {[=] { *good = *fewColumns; }, fromJacobian, colsEq},
       // The products form the matrix product, whose shape check fires.
       {[=] { *good* Matrix<double>(5, 6); },
        "Matrix<T> Matrix<T>::operator*(const Matrix<T>&) const [with T = double]",
@@ -182,18 +165,14 @@ std::vector<Row> kinematicsRows() {
 }
 
 TEST(AssertionReports, EveryPreconditionAbortsWithItsReport) {
-  std::vector<Row> rows = kinematicsRows();
-  vectorRows<bool>(rows, "bool"), vectorRows<short>(rows, "short int"),
-      vectorRows<int>(rows, "int"), vectorRows<long>(rows, "long int"),
-      vectorRows<unsigned int>(rows, "unsigned int"),
-      vectorRows<unsigned long>(rows, "long unsigned int"), vectorRows<float>(rows, "float"),
-      vectorRows<double>(rows, "double"), matrixRows<unsigned int>(rows, "unsigned int"),
-      matrixRows<unsigned long>(rows, "long unsigned int"), matrixRows<float>(rows, "float"),
-      matrixRows<double>(rows, "double");
-  for (const Row& row : rows)
+  std::vector<Row> r = kinematicsRows();
+  rowsOf<bool>(r, "bool"), rowsOf<short>(r, "short int"), rowsOf<int>(r, "int"),
+      rowsOf<long>(r, "long int"), rowsOf<unsigned int>(r, "unsigned int"),
+      rowsOf<unsigned long>(r, "long unsigned int"), rowsOf<float>(r, "float"),
+      rowsOf<double>(r, "double");
+  for (const Row& row : r)
     EXPECT_DEATH(row.call(),
-                 test_support::assertionReport(row.function, row.condition, row.file, row.line))
-        << row.function << " / " << row.condition;
+                 test_support::assertionReport(row.function, row.condition, row.file, row.line));
 }
 
 }  // namespace

@@ -312,8 +312,7 @@ void expectFailsUntouched(Matrix<double> a, Inverse inverse, UInt32 nr, UInt32 n
   Matrix<double> out(nr, nc);
   for (UInt32 k = 0; k < kSlots; ++k) static_cast<double*>(out)[k] = 1000.0 + k;
   const std::vector<double> before = slots(out);
-  EXPECT_FALSE((a.*inverse)(out)) << a.rows() << " x " << a.columns() << " into " << nr << " x "
-                                  << nc;
+  EXPECT_FALSE((a.*inverse)(out)) << a.rows() << " x " << a.columns() << " into " << nr;
   EXPECT_TRUE(slots(out) == before && out.rows() == nr && out.columns() == nc);
 }
 
@@ -334,25 +333,18 @@ TEST(MatrixDouble, FailuresLeaveTheOutputUntouched) {
       make<double>(4, 5, {1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 6e-6, 8e-6});
   std::mt19937_64 rng(11);
   const Matrix<double> square = randomMatrix(rng, 4, 4), tall = randomMatrix(rng, 5, 3);
-  for (const auto& f : std::vector<std::tuple<Matrix<double>, Inverse, UInt32, UInt32>>{
-           {diagonal({1e-10}), inv, 1, 1},
-           {diagonal({1e-10, 1}), inv, 2, 2},
-           {diagonal({1, 1, 1e-10}), inv, 3, 3},
-           {diagonal({1, 1, 1, 0.99e-10}), inv, 4, 4},
-           {diagonal({0.99e-10, 1, 1, 1, 1}), inv, 5, 5},
-           {diagonal({1e100, 1e100, 1e100, 1e100}), inv, 4, 4},
-           {make<double>(1, 2, {6e-6, 8e-6}), rpinv, 2, 1},
-           {wide, rpinv, 5, 4},
-           {wide.transpose(), lpinv, 4, 5},
-           {make<double>(2, 1, {1, 2}), lpinv, 1, 2},
-           {make<double>(3, 2, {1, 0, 0, 1, 1, 1}), lpinv, 2, 3},
-           {square, inv, 4, 5},
-           {square, lpinv, 4, 5},
-           {square, rpinv, 4, 5},
-           {tall, inv, 3, 3},
-           {tall, lpinv, 5, 3},
-           {tall, rpinv, 3, 5}})
-    expectFailsUntouched(std::get<0>(f), std::get<1>(f), std::get<2>(f), std::get<3>(f));
+  for (const Matrix<double>& a : {diagonal({1e-10}), diagonal({1e-10, 1}), diagonal({1, 1, 1e-10}),
+                                  diagonal({1, 1, 1, 0.99e-10}), diagonal({0.99e-10, 1, 1, 1, 1}),
+                                  diagonal({1e100, 1e100, 1e100, 1e100})})
+    expectFailsUntouched(a, inv, a.rows(), a.rows());
+  expectFailsUntouched(make<double>(1, 2, {6e-6, 8e-6}), rpinv, 2, 1);
+  expectFailsUntouched(wide, rpinv, 5, 4);
+  expectFailsUntouched(wide.transpose(), lpinv, 4, 5);
+  expectFailsUntouched(make<double>(2, 1, {1, 2}), lpinv, 1, 2);
+  expectFailsUntouched(make<double>(3, 2, {1, 0, 0, 1, 1, 1}), lpinv, 2, 3);
+  for (Inverse f : {inv, lpinv, rpinv}) expectFailsUntouched(square, f, 4, 5);
+  expectFailsUntouched(tall, inv, 3, 3), expectFailsUntouched(tall, lpinv, 5, 3);
+  expectFailsUntouched(tall, rpinv, 3, 5);
   for (Matrix<double> a : {diagonal({2e-10}), diagonal({1.01e-10, 1}), diagonal({1, 1, 1.01e-10}),
                            diagonal({1, 1, 1, 1e-10})}) {
     for (Inverse f : {inv, lpinv, rpinv}) {
@@ -387,11 +379,8 @@ TEST(Jacobian, MembersKeepToTheirShape) {
     for (UInt8 nc = 1; nc <= 7; ++nc) {
       Jacobian j(nr, nc), target(nr, nc);
       Matrix<double> m(nr, nc);
-      for (UInt32 k = 0; k < kSlots; ++k) {
-        static_cast<double*>(j)[k] = k + 1.0;
-        static_cast<double*>(m)[k] = -(k + 1.0);
-        static_cast<double*>(target)[k] = 0.5;
-      }
+      double *pj = j, *pm = m, *pt = target;
+      for (UInt32 k = 0; k < kSlots; ++k) pj[k] = k + 1.0, pm[k] = -(k + 1.0), pt[k] = 0.5;
       // r holds sign x (k + 1) in its used slots k, and beyond[k] in the others.
       const auto expectSlots = [&](const Matrix<double>& r, double sign,
                                    std::vector<double> beyond) {
