@@ -1,9 +1,7 @@
-// Every inverse solution, the nearest one with and without limits, and the arm-form check:
-// properties over named families (fixed seeds), the single answer and brute force as oracles.
+// All inverse solutions, the nearest one, the arm-form check: properties over named families.
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <random>
 
 #include "host_support.h"
 #include "robot.h"
@@ -20,15 +18,13 @@ double maxDifference(const double* a, const MathVector& b) {
   return d;
 }
 
-// Families 0 ... 4: generic, beyond pi, near wrist singular, stretched elbow, sample arm.
-// Limits: random (some too tight), then on one joint none, huge, exact, empty, invalid.
+// Families 0 ... 4: generic, beyond pi, near wrist singular, stretched elbow, sample arm; limits
+// random (both outcomes common), then on one joint none, huge, exact, empty or invalid.
 TEST(AllCandidatesAndNearest, OverTheFamilies) {
   std::mt19937_64 rng(131);
   std::uniform_real_distribution<double> unit(-1.0, 1.0), start(-1.5 * M_PI, 0.3),
       width(1.5, 2.5 * M_PI);
-  std::bernoulli_distribution coin(0.5);
   const int cases = test_support::caseCount(600);
-  const double free[6] = {kInf, kInf, kInf, kInf, kInf, kInf};  // one null side: no limits
   for (int f = 0; f < 5; ++f) {
     SCOPED_TRACE(f);
     int clear = 0, within = 0, outside = 0;
@@ -37,8 +33,8 @@ TEST(AllCandidatesAndNearest, OverTheFamilies) {
                                     : test_support::randomSixAxisArm(rng);
       MathVector q = test_support::randomVector(rng, f == 1 ? 3 * M_PI : M_PI), pose(6);
       if (f == 2 || f == 3)  // 3 to 6 degrees from the wrist's and the elbow's singular positions
-        q(f == 2 ? 4 : 2) = (coin(rng) ? M_PI : 0.0) +
-                            (coin(rng) ? 3 : -3) * (1 + std::fabs(unit(rng))) * M_PI / 180;
+        q(f == 2 ? 4 : 2) = (unit(rng) > 0 ? M_PI : 0.0) +
+                            (unit(rng) > 0 ? 3 : -3) * (1 + std::fabs(unit(rng))) * M_PI / 180;
       const Tool tool = test_support::randomTool(rng);
       MathVector ref = q, single(6), nearest(6), limited(6), reached(6), joints(6);
       for (UInt32 j = 0; j < 6; ++j) ref(j) += f == 1 ? 4 * unit(rng) : 0.1 * unit(rng);
@@ -87,9 +83,8 @@ TEST(AllCandidatesAndNearest, OverTheFamilies) {
           solvedInMode |= all.status[k] == 0 && all.mode[k] == mode;
           explained |= all.status[k] == singleCode;
         }
-        ASSERT_TRUE(singleCode != 0 || (last >= 0 && all.status[last] == 0));
-        EXPECT_TRUE(singleCode != 0 ||
-                    !std::memcmp(&single(0), all.jntPos[last], sizeof all.jntPos[0]));
+        ASSERT_TRUE(singleCode != 0 || (last >= 0 && all.status[last] == 0 &&
+                                        !std::memcmp(&single(0), all.jntPos[last], 48)));
         EXPECT_TRUE(singleCode == 0 || singleCode == 7 ? !shoulderSingular : explained)
             << singleCode;
         EXPECT_TRUE(singleCode != 7 || !solvedInMode);
@@ -98,7 +93,6 @@ TEST(AllCandidatesAndNearest, OverTheFamilies) {
       const Int32 nearCode = robot.tcpPosToNearestJntPos(pose, tool, ref, nearest);
       const bool anySolved = std::count(all.status, all.status + 8, 0) > 0;
       EXPECT_TRUE(code != 0 ? nearCode == code : (nearCode == 0) == anySolved) << nearCode;
-      EXPECT_EQ(robot.tcpPosToNearestJntPos(pose, tool, ref, limited, nullptr, free), nearCode);
       if (nearCode != 0) continue;
       const double nearestDifference = maxDifference(&nearest(0), ref);
       EXPECT_LE(miss(&nearest(0)), 1e-9);
@@ -126,12 +120,13 @@ TEST(AllCandidatesAndNearest, OverTheFamilies) {
           }
           if (all.status[k] == 0) brute = std::fmin(brute, *std::max_element(joint, joint + 6));
         }
+        const bool none = &row == &rows[1];  // a null side is no limit on that side
         const Int32 limitedCode =
-            robot.tcpPosToNearestJntPos(pose, tool, ref, limited, lower, upper);
+            robot.tcpPosToNearestJntPos(pose, tool, ref, limited, none ? nullptr : lower, upper);
         ASSERT_EQ(limitedCode, lower[j] <= upper[j] ? (brute < kInf ? 0 : 7) : 8)
             << row[0] << " " << row[1];
         if (random) ++(limitedCode == 0 ? within : outside);
-        EXPECT_TRUE(&row != &rows[1] || brute == nearestDifference);
+        EXPECT_TRUE(!none || brute == nearestDifference);
         if (limitedCode != 0) continue;
         EXPECT_EQ(maxDifference(&limited(0), ref), brute);
         EXPECT_LE(miss(&limited(0)), 1e-9);
@@ -139,9 +134,8 @@ TEST(AllCandidatesAndNearest, OverTheFamilies) {
           EXPECT_TRUE(limited(i) >= lower[i] && limited(i) <= upper[i]);
       }
     }
-    EXPECT_GT(clear, cases / 2);    // most cases of every family are clear
-    EXPECT_GT(within, cases / 10);  // random limits leave both outcomes common
-    EXPECT_GT(outside, cases / 10);
+    EXPECT_TRUE(clear > cases / 2 && within > cases / 10 && outside > cases / 10)
+        << clear << " " << within << " " << outside;
   }
 }
 
@@ -152,10 +146,8 @@ TEST(ArmForm, AcceptsChainFormArmsAndNamesEachBrokenParameter) {
                                         : test_support::randomSixAxisArm(rng);
     ASSERT_EQ(Chain_MDH4::checkArmForm(arm.data()), 0);
     std::vector<MDH> near = arm;  // twists up to whole turns and 1e-10, zero lengths to 1e-10
-    for (MDH& r : near) {
-      r.alpha += (r.alpha > 0 ? -kTwoPi : 2 * kTwoPi) + 1e-10;
-      if (std::fabs(r.a) < 1e-9) r.a = -1e-10;
-    }
+    for (MDH& r : near)
+      r.alpha += (r.alpha > 0 ? -kTwoPi : 2 * kTwoPi) + 1e-10, r.a = r.a == 0 ? -1e-10 : r.a;
     EXPECT_EQ(Chain_MDH4::checkArmForm(near.data()), 0);
     for (int p = 0; p < 24; ++p) {  // every parameter broken in each way that breaks it
       const int record = p / 4, field = p % 4;
