@@ -152,19 +152,24 @@ int tableCode(int index, int kind) {
 // Not-a-number, infinity and huge values (1e300 for lengths, 1e10 for angles) in each of the
 // 48 values of a solvable request on the sample arm, as the README's table has them: the
 // forward call answers 0, its pose finite exactly when the values it reads are; the inverse
-// answers the table's code, six zeros on failure, and a finite answer reaches the pose.
+// answers the table's code, six zeros on failure, the base answer for a value it does not
+// read, and a finite answer reaches the pose. Explicit mode -1 answers exactly as it, its
+// answer is among the eight candidates, the nearest answer is never farther from the
+// reference, and the arm-form check names the replaced value when it breaks the form.
 TEST(Robot, HostileValuesInEveryInput) {
   const double tool[6] = {0.01, -0.02, 0.05, 0.1, -0.2, 0.3};
   const double jnt[6] = {0.3, 1.0, 1.4, 0.5, 0.8, -0.4};
+  double basePose[6], baseAnswer[6];
+  init(test_support::kSampleArm);
+  jntPosToTcpPos(jnt, tool, basePose);
+  ASSERT_EQ(tcpPosToJntPos(basePose, tool, jnt, baseAnswer), 0);
   for (int kind = 0; kind < 3; ++kind) {
     for (int index = 0; index < 48; ++index) {
       double arm[6][4], values[24], tcp[6], out[6], reached[6];  // tool, joints, pose, ref
       std::copy(&test_support::kSampleArm[0][0], &test_support::kSampleArm[0][0] + 24, &arm[0][0]);
       std::copy(tool, tool + 6, values), std::copy(jnt, jnt + 6, values + 6);
-      std::copy(jnt, jnt + 6, values + 18);
+      std::copy(basePose, basePose + 6, values + 12), std::copy(jnt, jnt + 6, values + 18);
       double *t = values, *q = values + 6, *pose = values + 12, *ref = values + 18;
-      init(arm);
-      jntPosToTcpPos(q, t, pose);
       const bool length = index < 24 ? index % 2 == 0 : (index < 27 || (index >= 36 && index < 39));
       const double bad = kind == 0   ? std::numeric_limits<double>::quiet_NaN()
                          : kind == 1 ? std::numeric_limits<double>::infinity()
@@ -178,14 +183,44 @@ TEST(Robot, HostileValuesInEveryInput) {
       EXPECT_EQ(finite, index >= 36 || kind == 2) << index << " " << bad;
       const int code = tcpPosToJntPos(pose, t, ref, out);
       ASSERT_EQ(code, tableCode(index, kind)) << index << " " << bad;
+      double inMode[6], all[8][6], nearest[6];
+      Int32 modes[8], status[8];
+      EXPECT_EQ(tcpPosToJntPosInMode(pose, t, ref, -1, inMode), code) << index << " " << bad;
+      EXPECT_EQ(std::memcmp(inMode, out, sizeof out), 0) << index << " " << bad;
+      const int allCode = tcpPosToAllJntPos(pose, t, ref, all, modes, status);
+      EXPECT_TRUE(allCode == 0 || allCode == 2 || allCode == 6) << index << " " << bad;
+      bool among = code != 0;
+      for (int k = 0; k < 8; ++k)
+        among = among || (status[k] == 0 && std::memcmp(all[k], out, sizeof out) == 0);
+      EXPECT_TRUE(among) << index << " " << bad;
+      const int record = index / 4, field = index % 4;
+      const bool unreadArm =
+          index < 24 && (field == 1 || (field == 0 && record != 2 && record != 3));
+      EXPECT_EQ(checkArmForm(arm), unreadArm || (index < 24 && kind < 2) ? index + 1 : 0) << index;
+      const bool unread = unreadArm || (index >= 30 && index < 36);  // or a joint
+      EXPECT_TRUE(!unread || std::memcmp(out, baseAnswer, sizeof out) == 0) << index << " " << bad;
       finite = true;
+      const bool turnsOnly = kind == 0 && (index == 42 || index == 47);  // ref q0, q5 NaN
       for (int i = 0; i < 6; ++i) {
         EXPECT_TRUE(code == 0 || out[i] == 0.0);
+        EXPECT_TRUE(!turnsOnly || std::fabs(out[i] - baseAnswer[i]) <= 1e-12) << index;
         finite = finite && std::isfinite(out[i]);
       }
       const bool flangeAngle = index == 3 || index == 23;  // theta0, theta5
       EXPECT_EQ(finite, code != 0 || !flangeAngle || kind == 2) << index << " " << bad;
-      if (code != 0 || !finite || (index < 24 && index % 4 != 3)) continue;
+      if (code != 0 || !finite) continue;
+      double far = 0.0, near = 0.0;
+      ASSERT_EQ(tcpPosToNearestJntPos(pose, t, ref, nullptr, nullptr, nearest), 0) << index;
+      for (int i = 0; i < 6; ++i) {
+        far = std::fmax(far, std::fabs(out[i] - ref[i]));
+        near = std::fmax(near, std::fabs(nearest[i] - ref[i]));
+        // Below about 6.7e9 rad the turn count fits the solver's 32 bits: within pi.
+        EXPECT_TRUE(kind == 2 || !std::isfinite(ref[i]) ||
+                    std::fabs(out[i] - ref[i]) <= M_PI + 1e-9)
+            << index << " " << i;
+      }
+      EXPECT_LE(near, far) << index << " " << bad;
+      if (index < 24 && field != 3) continue;
       jntPosToTcpPos(out, t, reached);
       EXPECT_LT(frameDistance(poseFrame(reached), poseFrame(pose)), 1e-5) << index << " " << bad;
     }

@@ -54,9 +54,13 @@ TEST(TwoCopies, EachCopyKeepsItsOwnModelAndFunctions) {
   }
   const double tool[6] = {0, 0, 0, 0, 0, 0};
   const double joints[6] = {0.5, -0.8, 1.2, 0.7, -0.9, 1.0};
-  double poseA[6], poseB[6], again[6], back[6];
+  double poseA[6], poseB[6], again[6], back[6] = {42, 42, 42, 42, 42, 42};
   a.init(host_support::SampleArm);
   ASSERT_EQ(a.fk(joints, tool, poseA), 0);
+  // A fresh copy has no model before its own init: code 1, nothing written.
+  EXPECT_EQ(b.fk(joints, tool, back), 1);
+  EXPECT_EQ(b.ik(poseA, tool, joints, back), 1);
+  for (double v : back) EXPECT_EQ(v, 42.0);
   b.init(longArm);
   ASSERT_EQ(b.fk(joints, tool, poseB), 0);
   ASSERT_EQ(a.fk(joints, tool, again), 0);
