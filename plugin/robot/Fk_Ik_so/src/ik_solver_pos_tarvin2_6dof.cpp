@@ -145,19 +145,7 @@ Bool IkSolverPos_Tarvin2_6Dof::_solve(const KDL::Frame& flangePos, const FrameEr
     // Every solved candidate's decisions, not only the selected one's: flangePosToAllJntPos
     // keeps the vector values only when all are clear, and the answer here is one of its
     // rows to the bit.
-    Float64 ref[6];
-    Int32 refTurns[6];
-    for (int j = 0; j < 6; ++j) {
-      ref[j] = jntPosRef(j);
-      refTurns[j] = turnCountOf(ref[j]);
-    }
-    for (int k = 0; k < 8; ++k) {
-      if (raw.status[k] != 0 || raw.jntPos[k] == sel) continue;
-      Float64 q[6];
-      for (int j = 0; j < 6; ++j) q[j] = raw.jntPos[k][j];
-      if (!_alignedClear(q, ref, refTurns, jointError)) return false;
-    }
-    if (!_alignedClear(sel, ref, refTurns, jointError)) return false;
+    if (!_alignedClear(raw, jntPosRef, jointError)) return false;
   } else {
     _intoReferenceTurns(sel, jntPosRef);
   }
@@ -207,39 +195,52 @@ Bool IkSolverPos_Tarvin2_6Dof::_referenceMode(const MathVector& jntPosRef, Int32
   return true;
 }
 
-// Moves a candidate's joints q into the reference's turns, testing the decisions of the
-// turn counts, the 1 degree tests and the nearest-turn test on them, each joint within `error` of
-// libm's: false when one lies within its bound of its threshold. The turn counts change at odd
-// multiples of pi; a joint at a multiple of a quarter turn is a value hosts send exactly (home
-// positions), and libm then gives it exactly, so such joints are left to libm as well.
-Bool IkSolverPos_Tarvin2_6Dof::_alignedClear(Float64* q, const Float64* ref, const Int32* refTurns,
+// Moves every solved candidate's joints into the reference's turns, testing the decisions of
+// the turn counts, the 1 degree tests and the nearest-turn test on them, each joint within
+// `error` of libm's: false when one lies within its bound of its threshold (the rows are then
+// half done, to be dropped). The turn counts change at odd multiples of pi; a joint at a
+// multiple of a quarter turn is a value hosts send exactly (home positions), and libm then
+// gives it exactly, so such joints are left to libm as well.
+Bool IkSolverPos_Tarvin2_6Dof::_alignedClear(IkSolutions& raw, const MathVector& jntPosRef,
                                              Float64 error) const {
   const Float64 quarterTurn = 0.5 * Pi, quartersPerRadian = 2 / Pi;
-  Float64 bound[6];
+  Float64 ref[6];
+  Int32 refTurns[6];
   for (int j = 0; j < 6; ++j) {
-    // A reference that is not finite decides alike for every joint value: its turn count
-    // and its distance test do not depend on them.
-    bound[j] =
-        error + 8 * U * (std::fabs(q[j]) + (std::isfinite(ref[j]) ? std::fabs(ref[j]) : 0.0) + 8.0);
-    // The candidates' joints lie within LargestFastAngle: the count of quarter turns fits.
-    const Float64 t = q[j] * quartersPerRadian;
-    const Float64 quarters = static_cast<Float64>(static_cast<Int32>(t < 0 ? t - 0.5 : t + 0.5));
-    if (!clearOf(q[j], quarters * quarterTurn, bound[j])) return false;
-    // Into the reference's turn, as _intoReferenceTurns does it.
-    const UInt32 apart = static_cast<UInt32>(turnCountOf(q[j])) - static_cast<UInt32>(refTurns[j]);
-    const Int32 halfTurns = static_cast<Int32>(2u * apart);
-    q[j] = q[j] - Pi * static_cast<Float64>(halfTurns);
+    ref[j] = jntPosRef(j);
+    refTurns[j] = turnCountOf(ref[j]);
   }
-  for (const int j : {4, 2}) {
-    const Float64 limit = j == 4 ? _wristSingularLimit : _elbowSingularLimit;
-    const Float64 v = q[j];
-    if (!clearOf(std::fabs(v), limit, bound[j]) || !clearOf(std::fabs(v - Pi), limit, bound[j]) ||
-        !clearOf(std::fabs(v + Pi), limit, bound[j])) {
-      return false;
+  for (int k = 0; k < 8; ++k) {
+    if (raw.status[k] != 0) continue;
+    Float64* const q = raw.jntPos[k];
+    Float64 bound[6];
+    for (int j = 0; j < 6; ++j) {
+      // A reference that is not finite decides alike for every joint value: its turn count
+      // and its distance test do not depend on them.
+      bound[j] =
+          error +
+          8 * U * (std::fabs(q[j]) + (std::isfinite(ref[j]) ? std::fabs(ref[j]) : 0.0) + 8.0);
+      // The candidates' joints lie within LargestFastAngle: the count of quarter turns fits.
+      const Float64 t = q[j] * quartersPerRadian;
+      const Float64 quarters = static_cast<Float64>(static_cast<Int32>(t < 0 ? t - 0.5 : t + 0.5));
+      if (!clearOf(q[j], quarters * quarterTurn, bound[j])) return false;
+      // Into the reference's turn, as _intoReferenceTurns does it.
+      const UInt32 apart =
+          static_cast<UInt32>(turnCountOf(q[j])) - static_cast<UInt32>(refTurns[j]);
+      const Int32 halfTurns = static_cast<Int32>(2u * apart);
+      q[j] = q[j] - Pi * static_cast<Float64>(halfTurns);
     }
-  }
-  for (int j = 0; j < 6; ++j) {
-    if (std::isfinite(ref[j]) && !clearOf(std::fabs(q[j] - ref[j]), Pi, bound[j])) return false;
+    for (const int j : {4, 2}) {
+      const Float64 limit = j == 4 ? _wristSingularLimit : _elbowSingularLimit;
+      const Float64 v = q[j];
+      if (!clearOf(std::fabs(v), limit, bound[j]) || !clearOf(std::fabs(v - Pi), limit, bound[j]) ||
+          !clearOf(std::fabs(v + Pi), limit, bound[j])) {
+        return false;
+      }
+    }
+    for (int j = 0; j < 6; ++j) {
+      if (std::isfinite(ref[j]) && !clearOf(std::fabs(q[j] - ref[j]), Pi, bound[j])) return false;
+    }
   }
   return true;
 }
@@ -636,19 +637,8 @@ Bool IkSolverPos_Tarvin2_6Dof::_all(const KDL::Frame& flangePos, const FrameErro
   Float64 jointError = 0.0;
   const Int32 poseCode = _candidatesWith<Trig>(flangePos, inputError, solutions, jointError);
   if (poseCode < 0) return false;
-  if (Trig::fast && poseCode == 0) {
-    Float64 ref[6];
-    Int32 refTurns[6];
-    for (int j = 0; j < 6; ++j) {
-      ref[j] = jntPosRef(j);
-      refTurns[j] = turnCountOf(ref[j]);
-    }
-    for (int k = 0; k < 8; ++k) {
-      if (solutions.status[k] == 0 &&
-          !_alignedClear(solutions.jntPos[k], ref, refTurns, jointError)) {
-        return false;
-      }
-    }
+  if (Trig::fast && poseCode == 0 && !_alignedClear(solutions, jntPosRef, jointError)) {
+    return false;
   }
   for (int k = 0; k < 8; ++k) {
     Float64* const q = solutions.jntPos[k];

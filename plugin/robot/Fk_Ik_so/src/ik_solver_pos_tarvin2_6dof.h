@@ -107,11 +107,10 @@ class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   template <class Trig>
   FK_IK_SO_LOCAL Int32 _candidatesWith(const KDL::Frame& flangePos, const FrameError& inputError,
                                        IkSolutions& raw, Float64& jointError) const;
-  // _intoReferenceTurns, on the vector path: false when one of the decisions of the turn
-  // alignment and the tests after it lies within its bound of its threshold (q then half
-  // done, to be dropped).
-  // ref: the reference's six values, refTurns: their turn counts.
-  FK_IK_SO_LOCAL Bool _alignedClear(Float64* q, const Float64* ref, const Int32* refTurns,
+  // _intoReferenceTurns of every solved candidate, on the vector path: false when one of
+  // the decisions of the turn alignment and the tests after it lies within its bound of its
+  // threshold (the rows then half done, to be dropped).
+  FK_IK_SO_LOCAL Bool _alignedClear(IkSolutions& raw, const MathVector& jntPosRef,
                                     Float64 error) const;
   // The turn alignment and singularity test of flangePosToJntPos's answer: each
   // joint into the reference's turn; 4 or 3 when q4 or q2 then lies within 1 degree of
