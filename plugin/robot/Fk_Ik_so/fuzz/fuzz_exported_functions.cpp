@@ -1,32 +1,12 @@
-// libFuzzer target on the exported functions.
-//
-// An input is one flag byte followed by up to 48 doubles as raw 64-bit patterns (NaN,
-// infinities, subnormals and huge values included); missing bytes read as zero:
-//   24  the arm, six rows of a, alpha, d, theta;
-//    6  the tool x, y, z, rx, ry, rz;
-//    6  joint positions for the forward call;
-//    6  a pose for the inverse call;
-//    6  the reference joint position of both inverse calls.
-// Flag bit 0 folds every value into a range of sane size (non-finite values become
-// zero, lengths fall in (-2, 2), angles in (-8, 8)); bit 1 gives the arm the chain form
-// the inverse solver is built for (twists 0, -pi/2, 0, pi, pi/2, pi/2 and
-// a[0] = a[1] = a[4] = a[5] = 0), keeping the other parameters from the input; the
-// remaining bits pick the configuration mode of the explicit-mode inverse, -2 ... 8.
-//
-// Each input initialises a model, computes the forward pose of the joints, and solves
-// the inverse twice: for the given pose, and for the forward pose just computed. Beyond
-// "no crash, no sanitizer report" it checks what a host relies on:
-//   - the forward call returns 0, the inverse calls a code of 0 or 2 ... 7;
-//   - an inverse failure writes six zeros;
-//   - for a chain-form arm with folded inputs and arm links of at least 0.05, the
-//     forward pose is finite, and code 0 means a finite answer whose TCP frame is the
-//     target's to 1e-6 (distance of the origins plus angle between the rotations);
-//   - the same of the other inverse functions, run on the forward pose: the explicit mode
-//     (mode -1 gives the single answer bit for bit), each solved one of the eight
-//     candidates, and the nearest answer without limits and within the limits [joints,
-//     reference] (code 8 exactly when a limit is NaN or above its upper one);
-//   - the arm-form check names a parameter, and passes a folded chain-form arm exactly
-//     when its two arm links are non-zero.
+// libFuzzer target on the exported functions. An input is one flag byte, then up to 48 doubles
+// as raw bit patterns (missing bytes read as zero): the arm (rows a, alpha, d, theta), the tool,
+// joints for the forward call, a pose, and the inverses' reference. Flag bit 0 folds every value
+// to a sane size; bit 1 gives the arm the inverse solver's chain form; the other bits pick the
+// explicit mode, -2 ... 8. Beyond "no crash, no sanitizer report" it checks what a host relies
+// on: code ranges, six zeros on failure, and on a folded chain-form arm with links of at least
+// 0.05 finite forward poses and answers reaching the target to 1e-6 (mode -1 the single answer
+// bit for bit, nearest answers within their limits, code 8 exactly for NaN or crossed limits).
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -37,53 +17,29 @@
 
 namespace {
 
-const std::size_t ValueCount = 48;
-const double Pi = 3.141592653589793;
-
 struct Input {
   int mode;
-  bool folded;
-  bool chainForm;
-  double arm[6][4];
-  double tool[6];
-  double jnt[6];
-  double pose[6];
-  double ref[6];
+  bool folded, chainForm;
+  double arm[6][4], tool[6], jnt[6], pose[6], ref[6];
 };
-
-// Folds v into (-limit, limit): non-finite values become 0, others keep their
-// remainder, so values already inside pass unchanged.
-double fold(double v, double limit) {
-  return std::isfinite(v) ? std::fmod(v, limit) : 0.0;
-}
 
 Input decode(const std::uint8_t* data, std::size_t size) {
   Input in;
   const std::uint8_t flags = size > 0 ? data[0] : 0;
-  in.folded = flags & 1;
-  in.chainForm = flags & 2;
-  in.mode = (flags >> 2) % 11 - 2;
-  double values[ValueCount] = {};
-  const std::size_t available = size > 0 ? (size - 1) / sizeof(double) : 0;
-  std::memcpy(values, data + (size > 0 ? 1 : 0),
-              sizeof(double) * (available < ValueCount ? available : ValueCount));
-  std::size_t next = 0;
-  auto take = [&](double limit) {
-    const double v = values[next++];
-    return in.folded ? fold(v, limit) : v;
+  in.folded = flags & 1, in.chainForm = flags & 2, in.mode = (flags >> 2) % 11 - 2;
+  double values[48] = {};
+  if (size > 0) std::memcpy(values, data + 1, std::min<std::size_t>((size - 1) / 8 * 8, 384));
+  std::size_t next = 0;  // lengths fold into (-2, 2), angles into (-8, 8)
+  const auto take = [&](bool angle) {
+    const double v = values[next++], limit = angle ? 8.0 : 2.0;
+    return !in.folded ? v : std::isfinite(v) ? std::fmod(v, limit) : 0.0;
   };
-  const double length = 2.0, angle = 8.0;
-  const double rowLimits[4] = {length, angle, length, angle};
-  const double poseLimits[6] = {length, length, length, angle, angle, angle};
-  for (auto& row : in.arm) {
-    for (int j = 0; j < 4; ++j) row[j] = take(rowLimits[j]);
-  }
-  for (int i = 0; i < 6; ++i) in.tool[i] = take(poseLimits[i]);
-  for (double& q : in.jnt) q = take(angle);
-  for (int i = 0; i < 6; ++i) in.pose[i] = take(poseLimits[i]);
-  for (double& q : in.ref) q = take(angle);
+  for (auto& row : in.arm)
+    for (int j = 0; j < 4; ++j) row[j] = take(j % 2);
+  for (double* v : {in.tool, in.jnt, in.pose, in.ref})
+    for (int i = 0; i < 6; ++i) v[i] = take(v == in.jnt || v == in.ref || i > 2);
   if (in.chainForm) {
-    const double twist[6] = {0.0, -Pi / 2, 0.0, Pi, Pi / 2, Pi / 2};
+    const double twist[6] = {0.0, -M_PI / 2, 0.0, M_PI, M_PI / 2, M_PI / 2};
     for (int i = 0; i < 6; ++i) in.arm[i][1] = twist[i];
     in.arm[0][0] = in.arm[1][0] = in.arm[4][0] = in.arm[5][0] = 0.0;
   }
@@ -91,79 +47,57 @@ Input decode(const std::uint8_t* data, std::size_t size) {
 }
 
 // A broken invariant aborts, which libFuzzer reports as a crash with the input.
-#define REQUIRE(condition)                                        \
-  do {                                                            \
-    if (!(condition)) {                                           \
-      std::fprintf(stderr, "invariant broken: %s\n", #condition); \
-      std::abort();                                               \
-    }                                                             \
-  } while (false)
+#define REQUIRE(c) \
+  ((c) ? (void)0 : (std::fprintf(stderr, "invariant broken: %s\n", #c), std::abort()))
 
-// The TCP frame of joints q, the product of the joints' modified-DH frames and the tool
-// frame. The answer is checked against this frame rather than against the pose vector of
-// the forward call: near a pitch of +-pi/2, KDL's GetRPY reads roll and yaw from rotation
-// elements of size cos(pitch), so their rounding errors grow like 1e-16 / cos(pitch) rad
-// (1.5e-5 rad at 2.6e-12 from pi/2, in the seed near_gimbal_lock), whatever the joints.
-KDL::Frame tcpFrame(const Input& in, const double (&q)[6]) {
+bool isCode(int code) {
+  return code == 0 || (code >= 2 && code <= 7);
+}
+
+// A failure writes six zeros; an exact success reaches the target, checked on the frame of the
+// joints (not on the pose vector, whose roll and yaw lose precision near a pitch of +-pi/2).
+void checkAnswer(const Input& in, const double (&target)[6], bool exact, int code,
+                 const double (&out)[6]) {
+  if (code != 0) REQUIRE(host_support::allZero(out));
+  if (code != 0 || !exact) return;
+  REQUIRE(host_support::allFinite(out));
   KDL::Frame frame = KDL::Frame::Identity();
   for (int i = 0; i < 6; ++i) {
     const double* r = in.arm[i];
-    frame = frame * KDL::Frame::DH_Craig1989(r[0], r[1], r[2], r[3] + q[i]);
+    frame = frame * KDL::Frame::DH_Craig1989(r[0], r[1], r[2], r[3] + out[i]);
   }
-  return frame * host_support::poseFrame(in.tool);
+  frame = frame * host_support::poseFrame(in.tool);
+  REQUIRE(host_support::distance(frame, host_support::poseFrame(target)) <= 1e-6);
 }
 
-// A solver's answer against the host's rules: a failure writes six zeros, a success of an
-// exact request reaches the target.
-void checkAnswer(const Input& in, const double (&target)[6], bool exact, int code,
-                 const double (&out)[6]) {
-  if (code != 0) {
-    REQUIRE(host_support::allZero(out));
-    return;
-  }
-  if (!exact) return;
-  REQUIRE(host_support::allFinite(out));
-  REQUIRE(host_support::distance(tcpFrame(in, out), host_support::poseFrame(target)) <= 1e-6);
-}
-
-// Solves the inverse of target and checks the answer against the host's rules.
-void checkInverse(const Input& in, const double (&target)[6], bool exact) {
-  double out[6];
-  std::memset(out, 0x5a, sizeof out);
-  const int code = tcpPosToJntPos(target, in.tool, in.ref, out);
-  REQUIRE(code == 0 || (code >= 2 && code <= 7));
+void checkInverses(const Input& in, const double (&target)[6], bool exact, bool others) {
+  double out[6], single[6], all[8][6];
+  std::memset(single, 0x5a, sizeof single);
+  int code = tcpPosToJntPos(target, in.tool, in.ref, single), mode[8], status[8];
+  REQUIRE(isCode(code));
+  checkAnswer(in, target, exact, code, single);
+  if (!others) return;
+  code = tcpPosToJntPosInMode(target, in.tool, in.ref, in.mode, out);
+  REQUIRE(isCode(code));
   checkAnswer(in, target, exact, code, out);
-}
-
-// The other inverse functions on one target.
-void checkOtherInverses(const Input& in, const double (&target)[6], bool exact) {
-  double out[6], single[6];
-  int code = tcpPosToJntPosInMode(target, in.tool, in.ref, in.mode, out);
-  REQUIRE(code == 0 || (code >= 2 && code <= 7));
-  checkAnswer(in, target, exact, code, out);
-  if (in.mode == -1) {
-    REQUIRE(tcpPosToJntPos(target, in.tool, in.ref, single) == code);
-    REQUIRE(host_support::sameBits(out, single));
-  }
-
-  double all[8][6];
-  int mode[8], status[8];
+  if (in.mode == -1)
+    REQUIRE(tcpPosToJntPos(target, in.tool, in.ref, single) == code &&
+            host_support::sameBits(out, single));
   code = tcpPosToAllJntPos(target, in.tool, in.ref, all, mode, status);
   REQUIRE(code == 0 || code == 2 || code == 6);
   for (int k = 0; k < 8; ++k) {
-    REQUIRE(code == 0 ? status[k] == 0 || (status[k] >= 2 && status[k] <= 4) || status[k] == 7
+    REQUIRE(code == 0 ? (isCode(status[k]) && status[k] <= 4) || status[k] == 7
                       : status[k] == code && mode[k] == 0);
     REQUIRE(mode[k] >= 0 && mode[k] <= 7);
     checkAnswer(in, target, exact, status[k], all[k]);
   }
-
   code = tcpPosToNearestJntPos(target, in.tool, in.ref, nullptr, nullptr, out);
-  REQUIRE(code == 0 || (code >= 2 && code <= 7));
+  REQUIRE(isCode(code));
   checkAnswer(in, target, exact, code, out);
   bool invalid = false;
   for (int i = 0; i < 6; ++i) invalid = invalid || !(in.jnt[i] <= in.ref[i]);
   code = tcpPosToNearestJntPos(target, in.tool, in.ref, in.jnt, in.ref, out);
-  REQUIRE(invalid ? code == 8 : code == 0 || (code >= 2 && code <= 7));
+  REQUIRE(invalid ? code == 8 : isCode(code));
   checkAnswer(in, target, exact, code, out);
   for (int i = 0; i < 6 && code == 0; ++i) REQUIRE(out[i] >= in.jnt[i] && out[i] <= in.ref[i]);
 }
@@ -179,10 +113,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   double tcp[6];
   REQUIRE(jntPosToTcpPos(in.jnt, in.tool, tcp) == 0);
   if (exact) REQUIRE(host_support::allFinite(tcp));
-  checkInverse(in, in.pose, exact);
-  checkInverse(in, tcp, exact);
-  checkOtherInverses(in, tcp, exact);
-
+  checkInverses(in, in.pose, exact, false);
+  checkInverses(in, tcp, exact, true);
   const int form = checkArmForm(in.arm);
   REQUIRE(form >= 0 && form <= 24);
   if (in.folded && in.chainForm) {
