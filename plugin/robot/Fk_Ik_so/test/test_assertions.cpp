@@ -145,6 +145,28 @@ std::vector<Row> kinematicsRows() {
       {[=] { robot->tcpPosToJntPos(five, tool, six, *out); }, inverse, "tcpPosIn.size() == 6"},
       {[=] { robot->tcpPosToJntPos(six, tool, seven, *out); }, inverse,
        "_chainMDH4->_dof == jntPosRef.size()"},
+      // The newer inverse members check their sizes alike.
+      {[=] { ik->flangePosToAllJntPos(*frame, seven, *std::make_unique<IkSolutions>()); },
+       "Int32 IkSolverPos_Tarvin2_6Dof::flangePosToAllJntPos(const KDL::Frame&, const "
+       "MathVector&, IkSolutions&)",
+       "jntPosRef.size() == 6"},
+      {[=] { ik->flangePosToNearestJntPos(*frame, seven, *out); },
+       "Int32 IkSolverPos_Tarvin2_6Dof::flangePosToNearestJntPos(const KDL::Frame&, const "
+       "MathVector&, MathVector&, const Float64*, const Float64*)",
+       "jntPosRef.size() == 6"},
+      {[=] { robot->tcpPosToJntPosInMode(five, tool, six, -1, *out); },
+       "Int32 Robot::tcpPosToJntPosInMode" + m +
+           "const Tool&, const MathVector&, const Int32&, "
+           "MathVector&)",
+       "tcpPosIn.size() == 6"},
+      {[=] { robot->tcpPosToAllJntPos(six, tool, seven, *std::make_unique<IkSolutions>()); },
+       "Int32 Robot::tcpPosToAllJntPos" + m + "const Tool&, const MathVector&, IkSolutions&)",
+       "_chainMDH4->_dof == jntPosRef.size()"},
+      {[=] { robot->tcpPosToNearestJntPos(six, tool, seven, *out); },
+       "Int32 Robot::tcpPosToNearestJntPos" + m +
+           "const Tool&, const MathVector&, MathVector&, "
+           "const Float64*, const Float64*)",
+       "_chainMDH4->_dof == jntPosRef.size()"},
       {[=] { robot->vectorToKdlFrame(seven, *frame); },
        "Void Robot::vectorToKdlFrame(const MathVector&, KDL::Frame&)", "vecIn.size() == 6"},
       // The Jacobian checks the matrix's bounds first, then its own.
