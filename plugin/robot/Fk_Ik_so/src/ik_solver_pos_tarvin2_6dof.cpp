@@ -65,7 +65,7 @@ inline Bool branchClear(Float64 y, Float64 x, Float64 yError) {
   return !(x < 0) || std::fabs(y) > yError;
 }
 
-// The turn count of _intoReferenceTurns, the same operations.
+// The turn count of _intoReferenceTurns (see there).
 inline Int32 turnCountOf(Float64 x) {
   const auto truncToInt32 = [](Float64 v) -> Int32 {
     if (v > -2147483649.0 && v < 2147483648.0) return static_cast<Int32>(v);
@@ -94,7 +94,11 @@ Bool IkSolverPos_Tarvin2_6Dof::_solve(const KDL::Frame& flangePos, const FrameEr
   //       reference only sets the turns and may itself be singular.
   Int32 targetMode = -1;
   if (mode == -1) {
-    if (!_referenceMode<Trig>(jntPosRef, targetMode, code)) return false;
+    // The reference's mode depends on the reference alone: where a vector sine leaves one
+    // of its quantities too near a threshold, libm's sines decide, and the call goes on.
+    if (!_referenceMode<Trig>(jntPosRef, targetMode, code)) {
+      _referenceMode<LibmTrig>(jntPosRef, targetMode, code);
+    }
     if (code != 0) return true;
   } else {
     targetMode = mode;
@@ -140,14 +144,12 @@ Bool IkSolverPos_Tarvin2_6Dof::_solve(const KDL::Frame& flangePos, const FrameEr
   Float64* const sel = raw.jntPos[chosen[targetMode]];
 
   // 15.-16. Each joint into the reference's turn (on the vector path with the test of the
-  //         decisions to come).
-  if (Trig::fast) {
-    // Every solved candidate's decisions, not only the selected one's: flangePosToAllJntPos
-    // keeps the vector values only when all are clear, and the answer here is one of its
-    // rows to the bit.
-    if (!_alignedClear(raw, jntPosRef, jointError)) return false;
-  } else {
+  //         decisions to come: where one is too near, flangePosToAllJntPos takes this row
+  //         from libm too, so the answer stays one of its rows to the bit).
+  if (!Trig::fast) {
     _intoReferenceTurns(sel, jntPosRef);
+  } else if (!_alignedClear(sel, jntPosRef, jointError)) {
+    return false;
   }
   // 17. Singularity of the selected solution, wrist first, then elbow.
   code = _alignedSingularity(sel);
@@ -195,54 +197,40 @@ Bool IkSolverPos_Tarvin2_6Dof::_referenceMode(const MathVector& jntPosRef, Int32
   return true;
 }
 
-// Moves every solved candidate's joints into the reference's turns, testing the decisions of
-// the turn counts, the 1 degree tests and the nearest-turn test on them, each joint within
-// `error` of libm's: false when one lies within its bound of its threshold (the rows are then
-// half done, to be dropped). The turn counts change at odd multiples of pi; a joint at a
-// multiple of a quarter turn is a value hosts send exactly (home positions), and libm then
-// gives it exactly, so such joints are left to libm as well.
-Bool IkSolverPos_Tarvin2_6Dof::_alignedClear(IkSolutions& raw, const MathVector& jntPosRef,
+// Moves a solved candidate's joints into the reference's turns as _intoReferenceTurns does,
+// testing the decisions of the turn counts, of the 1 degree tests and of the nearest-turn
+// test on them, each joint within `error` of libm's: false when one lies within its bound
+// of its threshold (the row is then to be taken from libm). The turn counts change at odd
+// multiples of pi; a joint at a multiple of a quarter turn is a value hosts send exactly
+// (home positions), and libm then gives it exactly, so such joints are left to libm too.
+// No branch on the joints, which are random to the branch predictor.
+Bool IkSolverPos_Tarvin2_6Dof::_alignedClear(Float64* q, const MathVector& jntPosRef,
                                              Float64 error) const {
-  const Float64 quarterTurn = 0.5 * Pi, quartersPerRadian = 2 / Pi;
-  Float64 ref[6];
-  Int32 refTurns[6];
+  // The nearest integer, halves away from zero; the joints lie within LargestFastAngle.
+  const auto nearest = [](Float64 v) { return static_cast<Int32>(v + std::copysign(0.5, v)); };
+  const Float64 quarterTurn = 0.5 * Pi, quartersPerRadian = 2 / Pi, turnsPerRadian = 0.5 / Pi;
+  Bool clear = true;
+  Float64 bound[6];
   for (int j = 0; j < 6; ++j) {
-    ref[j] = jntPosRef(j);
-    refTurns[j] = turnCountOf(ref[j]);
+    // A reference that is not finite decides alike for every joint value: its turn count
+    // and its distance test do not depend on them.
+    const Float64 ref = jntPosRef(j);
+    const Bool refFinite = std::isfinite(ref);
+    bound[j] = error + 8 * U * (std::fabs(q[j]) + (refFinite ? std::fabs(ref) : 0.0) + 8.0);
+    // Clear of the turn counts' thresholds, the count is the nearest integer of q / 2 pi.
+    clear &= clearOf(q[j], nearest(q[j] * quartersPerRadian) * quarterTurn, bound[j]);
+    const UInt32 apart =
+        static_cast<UInt32>(nearest(q[j] * turnsPerRadian)) - static_cast<UInt32>(turnCountOf(ref));
+    q[j] = q[j] - Pi * static_cast<Float64>(static_cast<Int32>(2u * apart));
+    clear &= !refFinite || clearOf(std::fabs(q[j] - ref), Pi, bound[j]);
   }
-  for (int k = 0; k < 8; ++k) {
-    if (raw.status[k] != 0) continue;
-    Float64* const q = raw.jntPos[k];
-    Float64 bound[6];
-    for (int j = 0; j < 6; ++j) {
-      // A reference that is not finite decides alike for every joint value: its turn count
-      // and its distance test do not depend on them.
-      bound[j] =
-          error +
-          8 * U * (std::fabs(q[j]) + (std::isfinite(ref[j]) ? std::fabs(ref[j]) : 0.0) + 8.0);
-      // The candidates' joints lie within LargestFastAngle: the count of quarter turns fits.
-      const Float64 t = q[j] * quartersPerRadian;
-      const Float64 quarters = static_cast<Float64>(static_cast<Int32>(t < 0 ? t - 0.5 : t + 0.5));
-      if (!clearOf(q[j], quarters * quarterTurn, bound[j])) return false;
-      // Into the reference's turn, as _intoReferenceTurns does it.
-      const UInt32 apart =
-          static_cast<UInt32>(turnCountOf(q[j])) - static_cast<UInt32>(refTurns[j]);
-      const Int32 halfTurns = static_cast<Int32>(2u * apart);
-      q[j] = q[j] - Pi * static_cast<Float64>(halfTurns);
-    }
-    for (const int j : {4, 2}) {
-      const Float64 limit = j == 4 ? _wristSingularLimit : _elbowSingularLimit;
-      const Float64 v = q[j];
-      if (!clearOf(std::fabs(v), limit, bound[j]) || !clearOf(std::fabs(v - Pi), limit, bound[j]) ||
-          !clearOf(std::fabs(v + Pi), limit, bound[j])) {
-        return false;
-      }
-    }
-    for (int j = 0; j < 6; ++j) {
-      if (std::isfinite(ref[j]) && !clearOf(std::fabs(q[j] - ref[j]), Pi, bound[j])) return false;
-    }
+  for (const int j : {4, 2}) {
+    const Float64 limit = j == 4 ? _wristSingularLimit : _elbowSingularLimit;
+    clear &= clearOf(std::fabs(q[j]), limit, bound[j]) &
+             clearOf(std::fabs(q[j] - Pi), limit, bound[j]) &
+             clearOf(std::fabs(q[j] + Pi), limit, bound[j]);
   }
-  return true;
+  return clear;
 }
 
 // The closed form of the arm's eight candidates, rows of raw in candidate order, each with
@@ -574,19 +562,9 @@ Bool IkSolverPos_Tarvin2_6Dof::_isValidMode(const Int32& mode) {
 // answer still reaches the pose. Wider arithmetic would shift it by about 2^32 pi instead,
 // a finite value whose rounding misses the pose.
 Void IkSolverPos_Tarvin2_6Dof::_intoReferenceTurns(Float64* q, const MathVector& jntPosRef) const {
-  const auto truncToInt32 = [](Float64 v) -> Int32 {
-    if (v > -2147483649.0 && v < 2147483648.0) return static_cast<Int32>(v);
-    return INT32_MIN;
-  };
-  const auto turnCount = [&truncToInt32](Float64 x) -> Int32 {
-    const Float64 invPi = 0.3183098861837907;
-    if (x >= Pi) return truncToInt32(0.5 + (0.5 * x) * invPi);
-    if (x < -Pi) return truncToInt32(invPi * (0.5 * x) - 0.5);
-    return 0;
-  };
   for (UInt32 j = 0; j < _chainMDH4->_dof; ++j) {
     const UInt32 apart =
-        static_cast<UInt32>(turnCount(q[j])) - static_cast<UInt32>(turnCount(jntPosRef(j)));
+        static_cast<UInt32>(turnCountOf(q[j])) - static_cast<UInt32>(turnCountOf(jntPosRef(j)));
     const Int32 halfTurns = static_cast<Int32>(2u * apart);
     q[j] = q[j] - Pi * static_cast<Float64>(halfTurns);
   }
@@ -619,27 +597,23 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToAllJntPos(const KDL::Frame& flangePos
                                                      IkSolutions& solutions) {
   assert(jntPosRef.size() == 6);
   Int32 code = 0;
-  const FrameError exact = {0.0, 0.0};
-  if (VectorTrig::usable() && _all<VectorTrig>(flangePos, exact, jntPosRef, solutions, code)) {
-    return code;
-  }
-  _all<LibmTrig>(flangePos, exact, jntPosRef, solutions, code);
-  return code;
+  const UInt32 libmRows = VectorTrig::usable()
+                              ? _all<VectorTrig>(flangePos, {0.0, 0.0}, jntPosRef, solutions, code)
+                              : AllRows;
+  return libmRows == 0 ? code : _libmRows(flangePos, jntPosRef, solutions, libmRows);
 }
 
-// flangePosToAllJntPos with the functions of Trig: false (vector functions only) when a
-// decision of the candidates or of a solved candidate's turn alignment lies within its
-// bound; solutions are then to be computed again.
+// flangePosToAllJntPos with the functions of Trig. Returns the rows still to be taken from
+// libm (vector functions only): AllRows when a decision of the candidates lies within its
+// bound, else those whose turn alignment has one, left half done.
 template <class Trig>
-Bool IkSolverPos_Tarvin2_6Dof::_all(const KDL::Frame& flangePos, const FrameError& inputError,
-                                    const MathVector& jntPosRef, IkSolutions& solutions,
-                                    Int32& code) {
+UInt32 IkSolverPos_Tarvin2_6Dof::_all(const KDL::Frame& flangePos, const FrameError& inputError,
+                                      const MathVector& jntPosRef, IkSolutions& solutions,
+                                      Int32& code) {
   Float64 jointError = 0.0;
   const Int32 poseCode = _candidatesWith<Trig>(flangePos, inputError, solutions, jointError);
-  if (poseCode < 0) return false;
-  if (Trig::fast && poseCode == 0 && !_alignedClear(solutions, jntPosRef, jointError)) {
-    return false;
-  }
+  if (poseCode < 0) return AllRows;
+  UInt32 libmRows = 0;
   for (int k = 0; k < 8; ++k) {
     Float64* const q = solutions.jntPos[k];
     if (poseCode != 0) {
@@ -648,7 +622,12 @@ Bool IkSolverPos_Tarvin2_6Dof::_all(const KDL::Frame& flangePos, const FrameErro
     } else if (solutions.status[k] == 0) {
       // Every solved candidate goes through what flangePosToJntPos does to the one it
       // selects, so that one comes out here bit for bit.
-      if (!Trig::fast) _intoReferenceTurns(q, jntPosRef);  // _alignedClear did it
+      if (!Trig::fast) {
+        _intoReferenceTurns(q, jntPosRef);
+      } else if (!_alignedClear(q, jntPosRef, jointError)) {
+        libmRows |= 1u << k;
+        continue;
+      }
       solutions.status[k] = _alignedSingularity(q);
       if (solutions.status[k] == 0) _nearestTurns(q, jntPosRef);
     }
@@ -657,13 +636,27 @@ Bool IkSolverPos_Tarvin2_6Dof::_all(const KDL::Frame& flangePos, const FrameErro
     }
   }
   code = poseCode;
-  return true;
+  return libmRows;
 }
 
-template Bool IkSolverPos_Tarvin2_6Dof::_all<VectorTrig>(const KDL::Frame&, const FrameError&,
-                                                         const MathVector&, IkSolutions&, Int32&);
-template Bool IkSolverPos_Tarvin2_6Dof::_all<LibmTrig>(const KDL::Frame&, const FrameError&,
-                                                       const MathVector&, IkSolutions&, Int32&);
+// Rows `rows` (bit k for row k) of solutions as libm's functions give them for flangePos;
+// returns libm's code, which is the vector path's where that left only some rows.
+Int32 IkSolverPos_Tarvin2_6Dof::_libmRows(const KDL::Frame& flangePos, const MathVector& jntPosRef,
+                                          IkSolutions& solutions, UInt32 rows) {
+  IkSolutions exact;
+  Int32 code = 0;
+  _all<LibmTrig>(flangePos, {0.0, 0.0}, jntPosRef, exact, code);
+  for (int k = 0; k < 8; ++k) {
+    if ((rows & (1u << k)) == 0) continue;
+    for (int j = 0; j < 6; ++j) solutions.jntPos[k][j] = exact.jntPos[k][j];
+    solutions.mode[k] = exact.mode[k];
+    solutions.status[k] = exact.status[k];
+  }
+  return code;
+}
+
+template UInt32 IkSolverPos_Tarvin2_6Dof::_all<VectorTrig>(const KDL::Frame&, const FrameError&,
+                                                           const MathVector&, IkSolutions&, Int32&);
 
 namespace {
 
@@ -705,6 +698,14 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToNearestJntPos(const KDL::Frame& flang
                                                          MathVector& jntPos, const Float64* lower,
                                                          const Float64* upper) {
   assert(jntPosRef.size() == 6);
+  IkSolutions all;
+  const Int32 poseCode = flangePosToAllJntPos(flangePos, jntPosRef, all);
+  return _nearestOf(all, poseCode, jntPosRef, jntPos, lower, upper);
+}
+
+Int32 IkSolverPos_Tarvin2_6Dof::_nearestOf(const IkSolutions& all, Int32 poseCode,
+                                           const MathVector& jntPosRef, MathVector& jntPos,
+                                           const Float64* lower, const Float64* upper) const {
   if (jntPos.size() != 6) jntPos.resize(6);
   // A missing bound is no bound; infinite bounds are fine, not-a-number ones are not.
   Float64 lo[6], hi[6];
@@ -713,9 +714,6 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToNearestJntPos(const KDL::Frame& flang
     hi[j] = upper != nullptr ? upper[j] : INFINITY;
     if (std::isnan(lo[j]) || std::isnan(hi[j]) || lo[j] > hi[j]) return 8;
   }
-
-  IkSolutions all;
-  const Int32 poseCode = flangePosToAllJntPos(flangePos, jntPosRef, all);
   if (poseCode != 0) return poseCode;
 
   // Largest joint difference smallest; strict comparison keeps ties at the lower index.

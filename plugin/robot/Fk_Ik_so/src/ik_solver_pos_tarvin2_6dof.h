@@ -95,10 +95,20 @@ class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   FK_IK_SO_LOCAL Bool _solve(const KDL::Frame& flangePos, const FrameError& inputError,
                              const MathVector& jntPosRef, Int32 mode, MathVector& jntPos,
                              Int32& code);
-  // flangePosToAllJntPos likewise.
+  // flangePosToAllJntPos with the functions of Trig, into code and solutions. Returns the
+  // rows (bit k for row k) to be taken from libm instead (_libmRows): none with LibmTrig;
+  // with VectorTrig every row (AllRows) when a decision of the candidates lies too near,
+  // else the solved rows with one too near in their turn alignment.
   template <class Trig>
-  FK_IK_SO_LOCAL Bool _all(const KDL::Frame& flangePos, const FrameError& inputError,
-                           const MathVector& jntPosRef, IkSolutions& solutions, Int32& code);
+  FK_IK_SO_LOCAL UInt32 _all(const KDL::Frame& flangePos, const FrameError& inputError,
+                             const MathVector& jntPosRef, IkSolutions& solutions, Int32& code);
+  static constexpr UInt32 AllRows = 0xFF;
+  FK_IK_SO_LOCAL Int32 _libmRows(const KDL::Frame& flangePos, const MathVector& jntPosRef,
+                                 IkSolutions& solutions, UInt32 rows);
+  // flangePosToNearestJntPos's choice among the eight of flangePosToAllJntPos.
+  FK_IK_SO_LOCAL Int32 _nearestOf(const IkSolutions& all, Int32 poseCode,
+                                  const MathVector& jntPosRef, MathVector& jntPos,
+                                  const Float64* lower, const Float64* upper) const;
   template <class Trig>
   FK_IK_SO_LOCAL Bool _referenceMode(const MathVector& jntPosRef, Int32& targetMode,
                                      Int32& code) const;
@@ -107,11 +117,10 @@ class FK_IK_SO_API IkSolverPos_Tarvin2_6Dof : public IkSolverPos {
   template <class Trig>
   FK_IK_SO_LOCAL Int32 _candidatesWith(const KDL::Frame& flangePos, const FrameError& inputError,
                                        IkSolutions& raw, Float64& jointError) const;
-  // _intoReferenceTurns of every solved candidate, on the vector path: false when one of
-  // the decisions of the turn alignment and the tests after it lies within its bound of its
-  // threshold (the rows then half done, to be dropped).
-  FK_IK_SO_LOCAL Bool _alignedClear(IkSolutions& raw, const MathVector& jntPosRef,
-                                    Float64 error) const;
+  // _intoReferenceTurns of a solved candidate's joints q, on the vector path: false when
+  // one of the decisions of the turn alignment and the tests after it lies within its bound
+  // of its threshold (q then half done, to be dropped).
+  FK_IK_SO_LOCAL Bool _alignedClear(Float64* q, const MathVector& jntPosRef, Float64 error) const;
   // The turn alignment and singularity test of flangePosToJntPos's answer: each
   // joint into the reference's turn; 4 or 3 when q4 or q2 then lies within 1 degree of
   // 0, pi or -pi, else 0; each joint at most one turn towards the reference.

@@ -37,7 +37,8 @@ Void Robot::jntPosToTcpPos(const MathVector& jntPosIn, const Tool& tool, MathVec
 
 // The inverse members try the vector path first: the flange frame built with the vector
 // functions and the solver's vector path told how far that frame may lie from libm's. Where
-// a decision comes too near for that, they take the solver's own entry with libm's frame.
+// a decision comes too near for that, libm's frame and functions answer (for the
+// all-solutions member, only in the rows concerned).
 Int32 Robot::tcpPosToJntPos(const MathVector& tcpPosIn, const Tool& tool,
                             const MathVector& jntPosRef, MathVector& jntPosOut) {
   assert(tcpPosIn.size() == 6);
@@ -57,10 +58,10 @@ Int32 Robot::tcpPosToJntPosInMode(const MathVector& tcpPosIn, const Tool& tool,
                                        mode, jntPosOut, code)) {
     return code;
   }
-  // Mode -1 keeps the configuration of the reference. The solver never reads the last
-  // argument. The call is virtual.
-  return _ikSolverPos->flangePosToJntPos(_flangeOfTcp<LibmTrig>(tcpPosIn, tool), jntPosRef,
-                                         jntPosOut, mode, 0.0);
+  // Mode -1 keeps the configuration of the reference.
+  _ikSolverPos->_solve<LibmTrig>(_flangeOfTcp<LibmTrig>(tcpPosIn, tool), {0.0, 0.0}, jntPosRef,
+                                 mode, jntPosOut, code);
+  return code;
 }
 
 Int32 Robot::tcpPosToAllJntPos(const MathVector& tcpPosIn, const Tool& tool,
@@ -69,13 +70,14 @@ Int32 Robot::tcpPosToAllJntPos(const MathVector& tcpPosIn, const Tool& tool,
   assert(_chainMDH4->_dof == jntPosRef.size());
   IkSolverPos_Tarvin2_6Dof::FrameError error;
   Int32 code = 0;
-  if (VectorTrig::usable() && _flangeError(tcpPosIn, tool, error) &&
-      _ikSolverPos->_all<VectorTrig>(_flangeOfTcp<VectorTrig>(tcpPosIn, tool), error, jntPosRef,
-                                     solutions, code)) {
-    return code;
+  UInt32 libmRows = IkSolverPos_Tarvin2_6Dof::AllRows;
+  if (VectorTrig::usable() && _flangeError(tcpPosIn, tool, error)) {
+    libmRows = _ikSolverPos->_all<VectorTrig>(_flangeOfTcp<VectorTrig>(tcpPosIn, tool), error,
+                                              jntPosRef, solutions, code);
   }
-  return _ikSolverPos->flangePosToAllJntPos(_flangeOfTcp<LibmTrig>(tcpPosIn, tool), jntPosRef,
-                                            solutions);
+  if (libmRows == 0) return code;
+  return _ikSolverPos->_libmRows(_flangeOfTcp<LibmTrig>(tcpPosIn, tool), jntPosRef, solutions,
+                                 libmRows);
 }
 
 Int32 Robot::tcpPosToNearestJntPos(const MathVector& tcpPosIn, const Tool& tool,
@@ -83,20 +85,9 @@ Int32 Robot::tcpPosToNearestJntPos(const MathVector& tcpPosIn, const Tool& tool,
                                    const Float64* lower, const Float64* upper) {
   assert(tcpPosIn.size() == 6);
   assert(_chainMDH4->_dof == jntPosRef.size());
-  // Its answer is picked from the eight of tcpPosToAllJntPos, from the same frame: the
-  // vector-built one where that call keeps it (the solver's own vector path then keeps it
-  // too, its error being smaller), else libm's.
-  IkSolverPos_Tarvin2_6Dof::FrameError error;
-  if (VectorTrig::usable() && _flangeError(tcpPosIn, tool, error)) {
-    const KDL::Frame flange = _flangeOfTcp<VectorTrig>(tcpPosIn, tool);
-    IkSolutions probe;
-    Int32 code = 0;
-    if (_ikSolverPos->_all<VectorTrig>(flange, error, jntPosRef, probe, code)) {
-      return _ikSolverPos->flangePosToNearestJntPos(flange, jntPosRef, jntPosOut, lower, upper);
-    }
-  }
-  return _ikSolverPos->flangePosToNearestJntPos(_flangeOfTcp<LibmTrig>(tcpPosIn, tool), jntPosRef,
-                                                jntPosOut, lower, upper);
+  IkSolutions all;
+  const Int32 poseCode = tcpPosToAllJntPos(tcpPosIn, tool, jntPosRef, all);
+  return _ikSolverPos->_nearestOf(all, poseCode, jntPosRef, jntPosOut, lower, upper);
 }
 
 // The pose's frame and the tool's, as vectorToKdlFrame and Tool::frame build them (with

@@ -285,7 +285,7 @@ T Vector<T>::masAbsIndex() const {
   return static_cast<T>(abs().maxIndex());
 }
 
-// Storage and element access.
+// Storage (size and element access are inline in the header).
 
 template <typename T>
 Vector<T>::Vector(UInt32 n) {
@@ -310,29 +310,6 @@ Vector<T>::Vector(T* p) {
   std::memset(_data, 0, sizeof(_data));
   _n = 0;
   for (UInt32 i = 0; i < _n; ++i) _data[i] = p[i];
-}
-
-template <typename T>
-UInt32 Vector<T>::size() const {
-  return _n;
-}
-
-template <typename T>
-Void Vector<T>::resize(UInt32 n) {
-  assert(n <= Max_Vector_Dimension);
-  _n = n;
-}
-
-template <typename T>
-T& Vector<T>::operator()(const UInt32& id) {
-  assert(id < _n);
-  return _data[id];
-}
-
-template <typename T>
-T Vector<T>::operator()(const UInt32& id) const {
-  assert(id < _n);
-  return _data[id];
 }
 
 template <typename T>

@@ -5,12 +5,20 @@
 // and is copied by value (all slots and _n). Slots at and beyond _n keep the
 // value they last held: growing with resize() exposes them as they are.
 //
-// The template is defined in vector.cpp and instantiated there for bool, short,
-// int, long, unsigned int, unsigned long, float and double.
+// The template is defined in vector.cpp (element access below) and instantiated there
+// for bool, short, int, long, unsigned int, unsigned long, float and double.
 #ifndef FK_IK_SO_VECTOR_H
 #define FK_IK_SO_VECTOR_H
 
 #include "fk_ik_types.h"
+
+// The checks of the inline members below report as glibc's assert does, and stay on in a
+// client compiled with NDEBUG, as the library's own are.
+extern "C" void __assert_fail(const char* assertion, const char* file, unsigned int line,
+                              const char* function) noexcept __attribute__((__noreturn__));
+#define FK_IK_SO_ASSERT(expr)        \
+  (static_cast<bool>(expr) ? void(0) \
+                           : __assert_fail(#expr, __FILE__, __LINE__, __PRETTY_FUNCTION__))
 
 // Exported through the pragma rather than an attribute on the class: an attribute would
 // change how GCC spells the type in the assertion reports of the members.
@@ -110,6 +118,32 @@ class Vector {
   T _data[Max_Vector_Dimension];
   UInt32 _n;
 };
+
+// Size and element access are inline, for the solvers' hot paths; the explicit
+// instantiations in vector.cpp still export them (visible by name: copies that other
+// sources keep would otherwise hide them).
+template <typename T>
+FK_IK_SO_API inline UInt32 Vector<T>::size() const {
+  return _n;
+}
+
+template <typename T>
+FK_IK_SO_API inline Void Vector<T>::resize(UInt32 n) {
+  FK_IK_SO_ASSERT(n <= Max_Vector_Dimension);
+  _n = n;
+}
+
+template <typename T>
+FK_IK_SO_API inline T& Vector<T>::operator()(const UInt32& id) {
+  FK_IK_SO_ASSERT(id < _n);
+  return _data[id];
+}
+
+template <typename T>
+FK_IK_SO_API inline T Vector<T>::operator()(const UInt32& id) const {
+  FK_IK_SO_ASSERT(id < _n);
+  return _data[id];
+}
 #pragma GCC visibility pop
 
 typedef Vector<Float64> MathVector;
