@@ -54,13 +54,13 @@ const Tool kTool = {0.01, -0.02, 0.15, 0.1, -0.2, 0.3};
 // TCP poses they reach.
 struct Workload {
   Workload()
-      : records(test_support::makeRecords(test_support::kSampleArm)),
+      : records(test_support::makeRecords(host_support::SampleArm)),
         chain(6, &records),
         fk(&chain),
         ik(&chain),
         kdl(test_support::kdlChain(records)),
         robot(records) {
-    init(test_support::kSampleArm);
+    init(host_support::SampleArm);
     kdl.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None), test_support::toolFrame(kTool)));
     std::mt19937_64 rng(8);
     std::uniform_real_distribution<double> angle(-Pi, Pi);

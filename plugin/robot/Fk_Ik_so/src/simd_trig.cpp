@@ -120,18 +120,3 @@ Void VectorTrig::atan2x4(const Float64* y, const Float64* x, Float64* out) {
 }
 
 #endif
-
-Void sinCos4(const Float64* x, Float64* s, Float64* c) {
-  if (VectorTrig::usable()) return VectorTrig::sinCos4(x, s, c);
-  LibmTrig::sinCos4(x, s, c);
-}
-
-Void sin4(const Float64* x, Float64* s) {
-  if (VectorTrig::usable()) return VectorTrig::sin4(x, s);
-  LibmTrig::sin4(x, s);
-}
-
-Void atan2x4(const Float64* y, const Float64* x, Float64* out) {
-  if (VectorTrig::usable()) return VectorTrig::atan2x4(y, x, out);
-  LibmTrig::atan2x4(y, x, out);
-}

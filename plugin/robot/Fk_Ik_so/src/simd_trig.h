@@ -49,9 +49,4 @@ struct VectorTrig {
   static Void atan2x4(const Float64* y, const Float64* x, Float64* out);
 };
 
-// VectorTrig's functions when usable, LibmTrig's otherwise, chosen on every call.
-Void sinCos4(const Float64* x, Float64* s, Float64* c);
-Void sin4(const Float64* x, Float64* s);
-Void atan2x4(const Float64* y, const Float64* x, Float64* out);
-
 #endif  // FK_IK_SO_SIMD_TRIG_H

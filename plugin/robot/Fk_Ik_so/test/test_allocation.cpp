@@ -55,15 +55,15 @@ TEST(Allocation, ComputingCallsAllocateNothing) {
 TEST(Allocation, FailedInitLeavesNoModel) {
   double q[6] = {0.3, -0.8, 1.1, 0.4, 0.9, -0.5}, tool[6] = {}, pose[6], answer[6];
   const long before = allocationCount;
-  init(test_support::kSampleArm);
+  init(host_support::SampleArm);
   const long perInit = allocationCount - before;
   ASSERT_GE(perInit, 4);
   for (long k = perInit - 3; k <= perInit + 1; ++k) {
-    init(test_support::kSampleArm);  // after a failure too
+    init(host_support::SampleArm);  // after a failure too
     ASSERT_EQ(jntPosToTcpPos(q, tool, pose) + tcpPosToJntPos(pose, tool, q, answer), 0);
     if (k > perInit) break;
     failingAllocation = allocationCount + k;
-    EXPECT_THROW(init(test_support::kSampleArm), std::bad_alloc) << k;
+    EXPECT_THROW(init(host_support::SampleArm), std::bad_alloc) << k;
     failingAllocation = 0;
     for (int i = 0; i < 6; ++i) pose[i] = answer[i] = 42.0;
     EXPECT_EQ(jntPosToTcpPos(q, tool, pose) + 2 * tcpPosToJntPos(pose, tool, q, answer), 3) << k;

@@ -77,7 +77,7 @@ void rowsOf(std::vector<Row>& rows, const std::string& spelling) {
 
 std::vector<Row> kinematicsRows() {
   struct Arm {  // its chain can be given another joint count after construction
-    std::vector<MDH> records = test_support::makeRecords(test_support::kSampleArm);
+    std::vector<MDH> records = test_support::makeRecords(host_support::SampleArm);
     Chain_MDH4 chain{6, &records};
   };
   const auto arm = std::make_shared<Arm>();

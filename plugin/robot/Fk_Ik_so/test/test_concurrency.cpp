@@ -8,7 +8,7 @@
 #include "test_support.h"
 
 TEST(ConcurrentCalls, EightThreadsAnswerBitForBitAsOneThreadDoes) {
-  init(test_support::kSampleArm);
+  init(host_support::SampleArm);
   // Reachable poses, poses ten times as far out, a stretched elbow in the reference, wrist
   // axes in line in the target, and a not-a-number tool angle.
   struct Call {

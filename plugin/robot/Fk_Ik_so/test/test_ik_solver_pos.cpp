@@ -83,7 +83,7 @@ TEST(InverseSolver, RoundTripsOverTheFamilies) {
       if (code != 0 && family[1] == 't') {
       } else if (code == 0) {
         // In the reference's mode and turns; straight wrists to 1e-7 (an angle from its cosine).
-        EXPECT_LT(test_support::frameDistance(arm.flange(answer), target),
+        EXPECT_LT(host_support::distance(arm.flange(answer), target),
                   family[1] == 't' ? 1e-7 : 1e-9);
         Int32 m = -1;
         EXPECT_TRUE(arm.chain.getMode_6dof(answer, m, false) == 0 && m == refMode) << m;
@@ -115,7 +115,7 @@ TEST(InverseSolver, RoundTripsOverTheFamilies) {
 
 // d[5] = 0 puts the wrist centre at the flange, an offset e = d[1] makes the cylinder |e|.
 TEST(InverseSolver, CylinderShoulderLimitAndSingularCandidates) {
-  std::vector<MDH> records = test_support::makeRecords(test_support::kSampleArm);
+  std::vector<MDH> records = test_support::makeRecords(host_support::SampleArm);
   records[3].d = records[5].d = 0, records[1].d = 1.25;
   Arm offset(records);
   const MathVector q = joints(0.3, -0.7, 1.1, 0.4, -1.2, 0.8);
@@ -130,7 +130,7 @@ TEST(InverseSolver, CylinderShoulderLimitAndSingularCandidates) {
   MathVector answer;
   const KDL::Frame atLimit(reachable.M, KDL::Vector(-0.01, 0, reachable.p.z()));
   ASSERT_EQ(axis.solve(atLimit, q, 0, &answer), 0);
-  EXPECT_LT(test_support::frameDistance(axis.flange(answer), atLimit), 1e-9);
+  EXPECT_LT(host_support::distance(axis.flange(answer), atLimit), 1e-9);
   const KDL::Vector inside(std::nextafter(-0.01, 0.0), 0, reachable.p.z());
   EXPECT_EQ(axis.solve(KDL::Frame(reachable.M, inside), q, 0), 2);
   // One singular candidate ends the call in any mode; theta offsets keep the pose itself clear.
@@ -139,7 +139,7 @@ TEST(InverseSolver, CylinderShoulderLimitAndSingularCandidates) {
                                  joints(0.3, -0.7, 0.0, 0.4, -1.2, 0.8),
                                  joints(0.3, -0.7, 1.1, 0.4, 0.0, 0.8)};
   for (int c = 0; c < 3; ++c) {
-    std::vector<MDH> r = test_support::makeRecords(test_support::kSampleArm);
+    std::vector<MDH> r = test_support::makeRecords(host_support::SampleArm);
     r[c == 2 ? 4 : c + 1].theta = 0.6;
     Arm arm(r);
     ASSERT_GT(arm.cylinderL(singular[c]), 1e-2);

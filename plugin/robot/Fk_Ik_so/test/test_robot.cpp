@@ -10,8 +10,6 @@
 #include "robot.h"
 #include "test_support.h"
 
-using test_support::frameDistance;
-
 namespace {
 
 KDL::Frame poseFrame(const double* pose) {
@@ -64,8 +62,8 @@ TEST(Robot, ForwardAgainstKdlAndInverseOfForward) {
       ASSERT_EQ(pose.size(), 6u);
       ASSERT_EQ(jntPosToTcpPos(request.jnt, request.tool, poseArray), 0);
       ASSERT_EQ(std::memcmp(poseArray, &pose(0), sizeof poseArray), 0);
-      worst = std::max(worst,
-                       frameDistance(poseFrame(poseArray), flange * test_support::toolFrame(tool)));
+      worst = std::max(worst, host_support::distance(poseFrame(poseArray),
+                                                     flange * test_support::toolFrame(tool)));
       EXPECT_TRUE(std::abs(pose(3)) <= M_PI && std::abs(pose(4)) <= M_PI / 2 &&
                   std::abs(pose(5)) <= M_PI);
       if (arm % 2 == 0) continue;
@@ -77,7 +75,7 @@ TEST(Robot, ForwardAgainstKdlAndInverseOfForward) {
       ASSERT_EQ(std::memcmp(backArray, &back(0), sizeof backArray), 0);
       MathVector again(6);
       robot.jntPosToTcpPos(back, tool, again);
-      EXPECT_LT(frameDistance(poseFrame(&again(0)), poseFrame(&pose(0))), 1e-9);
+      EXPECT_LT(host_support::distance(poseFrame(&again(0)), poseFrame(&pose(0))), 1e-9);
       Int32 modeRef = -1, modeBack = -1;
       modes.getMode_6dof(q, modeRef, false);
       modes.getMode_6dof(back, modeBack, false);
@@ -94,7 +92,7 @@ TEST(Robot, ForwardAgainstKdlAndInverseOfForward) {
 // 6), while the exported function writes six zeros; an all-zero arm has the identity flange.
 TEST(Robot, ConversionsAndFailures) {
   std::mt19937_64 rng(5);
-  Robot robot(test_support::makeRecords(test_support::kSampleArm));
+  Robot robot(test_support::makeRecords(host_support::SampleArm));
   std::uniform_real_distribution<double> angle(-M_PI, M_PI), length(-2.0, 2.0);
   for (int k = 0; k < 300; ++k) {
     const double pitch = k % 3 == 0 ? M_PI / 2 : k % 3 == 1 ? -M_PI / 2 : angle(rng) / 2;
@@ -105,10 +103,10 @@ TEST(Robot, ConversionsAndFailures) {
     robot.kdlFrameToVector(frame, pose);
     ASSERT_EQ(pose.size(), 6u);
     robot.vectorToKdlFrame(pose, back);
-    EXPECT_LT(frameDistance(back, frame), 1e-12);
-    EXPECT_LT(frameDistance(poseFrame(&pose(0)), frame), 1e-12);
+    EXPECT_LT(host_support::distance(back, frame), 1e-12);
+    EXPECT_LT(host_support::distance(poseFrame(&pose(0)), frame), 1e-12);
   }
-  init(test_support::kSampleArm);
+  init(host_support::SampleArm);
   const double far[6] = {2.0, 0.5, 0.3, 0, 0, 0}, onAxis[6] = {0, 0, 0.5, 0, 0, 0}, tool[6] = {};
   const double ref[6] = {0.3, -1.0, 1.0, 0, 1.0, 0};
   for (const double* target : {far, onAxis}) {
@@ -160,13 +158,13 @@ TEST(Robot, HostileValuesInEveryInput) {
   const double tool[6] = {0.01, -0.02, 0.05, 0.1, -0.2, 0.3};
   const double jnt[6] = {0.3, 1.0, 1.4, 0.5, 0.8, -0.4};
   double basePose[6], baseAnswer[6];
-  init(test_support::kSampleArm);
+  init(host_support::SampleArm);
   jntPosToTcpPos(jnt, tool, basePose);
   ASSERT_EQ(tcpPosToJntPos(basePose, tool, jnt, baseAnswer), 0);
   for (int kind = 0; kind < 3; ++kind) {
     for (int index = 0; index < 48; ++index) {
       double arm[6][4], values[24], tcp[6], out[6], reached[6];  // tool, joints, pose, ref
-      std::copy(&test_support::kSampleArm[0][0], &test_support::kSampleArm[0][0] + 24, &arm[0][0]);
+      std::copy(&host_support::SampleArm[0][0], &host_support::SampleArm[0][0] + 24, &arm[0][0]);
       std::copy(tool, tool + 6, values), std::copy(jnt, jnt + 6, values + 6);
       std::copy(basePose, basePose + 6, values + 12), std::copy(jnt, jnt + 6, values + 18);
       double *t = values, *q = values + 6, *pose = values + 12, *ref = values + 18;
@@ -222,7 +220,8 @@ TEST(Robot, HostileValuesInEveryInput) {
       EXPECT_LE(near, far) << index << " " << bad;
       if (index < 24 && field != 3) continue;
       jntPosToTcpPos(out, t, reached);
-      EXPECT_LT(frameDistance(poseFrame(reached), poseFrame(pose)), 1e-5) << index << " " << bad;
+      EXPECT_LT(host_support::distance(poseFrame(reached), poseFrame(pose)), 1e-5)
+          << index << " " << bad;
     }
   }
 }

@@ -16,6 +16,7 @@
 
 #include "chain_mdh4.h"
 #include "fk_solver_pos.h"
+#include "host_support.h"
 
 namespace test_support {
 
@@ -63,11 +64,6 @@ inline Tool randomTool(std::mt19937_64& rng) {
 inline KDL::Frame toolFrame(const Tool& t) {
   return KDL::Frame(KDL::Rotation::RPY(t.rx, t.ry, t.rz), KDL::Vector(t.x, t.y, t.z));
 }
-
-// The sample arm of the command-line host, rows of a, alpha, d, theta in metres, radians.
-const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},
-                                 {0.425, 0, 0, 0},         {0.3922, M_PI, 0.1333, 0},
-                                 {0, M_PI / 2, 0.0997, 0}, {0, M_PI / 2, 0.0996, 0}};
 
 inline std::vector<MDH> makeRecords(const double (&rows)[6][4]) {
   std::vector<MDH> records(6);
@@ -121,16 +117,6 @@ inline KDL::Chain kdlChain(const std::vector<MDH>& r) {
                                   KDL::Frame::DH_Craig1989(0, 0, record.d, record.theta)));
   }
   return chain;
-}
-
-// Largest absolute difference between the elements of two frames.
-inline double frameDistance(const KDL::Frame& a, const KDL::Frame& b) {
-  double d = 0.0;
-  for (int i = 0; i < 3; ++i) {
-    d = std::max(d, std::abs(a.p(i) - b.p(i)));
-    for (int j = 0; j < 3; ++j) d = std::max(d, std::abs(a.M(i, j) - b.M(i, j)));
-  }
-  return d;
 }
 
 }  // namespace test_support

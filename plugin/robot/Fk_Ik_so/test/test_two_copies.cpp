@@ -1,6 +1,6 @@
 // Symbol hygiene as a host meets it. This program is a host linked with -rdynamic that
 // defines names the library uses internally (the process-wide model pRobotModel and the
-// vector sine sin4), and it loads two copies of the library with RTLD_GLOBAL, one arm
+// vector sine VectorTrig::sin4), and it loads two copies of the library with RTLD_GLOBAL, one arm
 // each. A library that reached its own model and helpers through the dynamic linker
 // would take the host's definitions or the first copy's: each copy must keep its own.
 #include <dlfcn.h>
@@ -16,7 +16,10 @@
 class Robot;
 Robot* pRobotModel = nullptr;
 int hostSin4Calls = 0;
-Void sin4(const Float64* x, Float64* s) {
+struct VectorTrig {
+  static Void sin4(const Float64* x, Float64* s);
+};
+Void VectorTrig::sin4(const Float64* x, Float64* s) {
   ++hostSin4Calls;
   for (int i = 0; i < 4; ++i) s[i] = x[i] + 42.0;
 }
