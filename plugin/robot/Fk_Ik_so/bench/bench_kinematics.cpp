@@ -431,7 +431,8 @@ struct Floor {
 const Floor kForwardPoseFloor = {
     "floor/fk pose: 9 sincos, sqrt, 3 atan2", {{9, 0, 0, 0}, {0, 0, 2, 1}, {0, 0, 1, 0}}, false};
 const Floor kFlangeFloor = {"floor/fk flange: 6 sincos", {{6, 0, 0, 0}}, false};
-const Floor kJacobianFloor = {"floor/jacobian: 9 sincos", {{9, 0, 0, 0}}, false};
+// The Jacobians need the TCP's origin only: the joints' sines and cosines, none of the tool's.
+const Floor kJacobianFloor = {"floor/jacobian: 6 sincos", {{6, 0, 0, 0}}, false};
 // The inverse: the pose's and the tool's angles with the reference's five sines, then the
 // chain of joint 0, joints 4 and 5, the planar arm and the candidates' mode sines, with the
 // square roots of L, 1 - x^2 and D in between.

@@ -111,12 +111,15 @@ Void setColumn(MathJacobian& jacobian, UInt32 i, const KDL::Vector& linear,
 }
 
 // The common start of both Jacobians and the velocity Jacobian itself: per joint i the
-// axis z[i] in the base frame and the TCP's offset r[i] in joint i's own frame.
+// axis z[i] in the base frame and the TCP's offset r[i] in joint i's own frame. Only the
+// TCP's origin enters, the flange frame times the tool's translation: the tool's rotation
+// is not built.
 Void velocityJacobian(FkSolverPos& solver, const MathVector& jntPos, const Tool& tool,
                       MathJacobian& velJacobian, KDL::Vector* z, KDL::Vector* r) {
   KDL::Frame frames[Max_Chain_Dof];
   solver.jntPosToFlangePos(jntPos, frames);
-  const KDL::Frame tcp = frameProduct(frames[solver._chainMDH4->_dof - 1], tool.frame());
+  const KDL::Frame& flange = frames[solver._chainMDH4->_dof - 1];
+  const KDL::Frame tcp(flange.M * KDL::Vector(tool.x, tool.y, tool.z) + flange.p);
   for (UInt32 i = 0; i < solver._chainMDH4->_dof; ++i) {
     z[i] = frames[i].M.UnitZ();
     // The position of frames[i].Inverse() * tcp, with the same operations but without the
