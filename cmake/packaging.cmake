@@ -46,5 +46,9 @@ set(CPACK_DEBIAN_PACKAGE_SECTION libdevel)
 # dpkg-shlibdeps; building against the headers and the CMake package needs KDL's.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "liborocos-kdl-dev")
+# A build with the Python module puts it into the package too; it imports numpy.
+if(FK_IK_BUILD_PYTHON)
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "python3, python3-numpy")
+endif()
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 include(CPack)

@@ -1,4 +1,4 @@
-// Eight threads share one model and call both computing functions at once; every answer is bit
+// Eight threads share one model and call the computing functions at once; every answer is bit
 // for bit a single thread's. Also run under ThreadSanitizer, which reports any data race.
 #include <atomic>
 #include <cstring>
@@ -12,8 +12,8 @@ TEST(ConcurrentCalls, EightThreadsAnswerBitForBitAsOneThreadDoes) {
   // Reachable poses, poses ten times as far out, a stretched elbow in the reference, wrist
   // axes in line in the target, and a not-a-number tool angle.
   struct Call {
-    double jnt[6], tool[6], pose[6], ref[6], tcp[6], out[6];
-    int code;
+    double jnt[6], tool[6], pose[6], ref[6], tcp[6], out[6], all[8][6], nearest[6];
+    int code, allCode, nearCode, mode[8], status[8];
   } calls[600];
   std::mt19937_64 rng(9);
   std::uniform_real_distribution<double> joint(-M_PI, M_PI), offset(-0.1, 0.1);
@@ -28,6 +28,8 @@ TEST(ConcurrentCalls, EightThreadsAnswerBitForBitAsOneThreadDoes) {
     EXPECT_EQ(jntPosToTcpPos(c.jnt, c.tool, c.tcp), 0);
     for (int i = 0; i < 6; ++i) c.pose[i] = k % 6 == 4 && i < 3 ? 10.0 * c.tcp[i] : c.tcp[i];
     c.code = tcpPosToJntPos(c.pose, c.tool, c.ref, c.out);
+    c.allCode = tcpPosToAllJntPos(c.pose, c.tool, c.ref, c.all, c.mode, c.status);
+    c.nearCode = tcpPosToNearestJntPos(c.pose, c.tool, c.ref, nullptr, nullptr, c.nearest);
     solved += c.code == 0, singular += c.code >= 2 && c.code <= 4;
     unreachable += c.code == 6 || c.code == 7;
   }
@@ -40,10 +42,18 @@ TEST(ConcurrentCalls, EightThreadsAnswerBitForBitAsOneThreadDoes) {
       for (++ready; ready.load() < 8;) std::this_thread::yield();
       for (int n = 0; n < callsPerThread; ++n) {
         const Call& c = calls[(n * 7 + t * 75) % 600];
-        double tcp[6], out[6];
+        double tcp[6], out[6], all[8][6], nearest[6];
+        int mode[8], status[8];
         mismatches += jntPosToTcpPos(c.jnt, c.tool, tcp) != 0 || std::memcmp(tcp, c.tcp, 48) ||
                       tcpPosToJntPos(c.pose, c.tool, c.ref, out) != c.code ||
                       std::memcmp(out, c.out, 48);
+        if (n % 4 != 0) continue;  // the other functions on every fourth call
+        mismatches +=
+            tcpPosToAllJntPos(c.pose, c.tool, c.ref, all, mode, status) != c.allCode ||
+            std::memcmp(all, c.all, sizeof all) || std::memcmp(mode, c.mode, 32) ||
+            std::memcmp(status, c.status, 32) ||
+            tcpPosToNearestJntPos(c.pose, c.tool, c.ref, nullptr, nullptr, nearest) != c.nearCode ||
+            std::memcmp(nearest, c.nearest, 48);
       }
     });
   for (std::thread& thread : threads) thread.join();

@@ -82,7 +82,9 @@ fi
 if run "$tmp/cpack.log" cpack -G DEB --config "$build/CPackConfig.cmake" -B "$tmp/deb"; then
   deb=$(ls "$tmp"/deb/*.deb)
   depends=$(dpkg-deb -f "$deb" Depends)
-  for package in liborocos-kdl libstdc++6; do
+  packages="liborocos-kdl libstdc++6"
+  [ -z "$(find "$prefix" -name 'fk_ik' -type d)" ] || packages="$packages python3-numpy"
+  for package in $packages; do
     echo "$depends" | grep -q "$package" || failed "package depends on no $package: $depends"
   done
   dpkg-deb -x "$deb" "$tmp/unpacked root"
