@@ -72,8 +72,16 @@ __attribute__((target("avx2"))) inline __m256d call(void* f, __m256d y, __m256d 
 }  // namespace
 
 #if defined(FK_IK_LIBM_SWITCH)
-// Only in the agreement test's own build of these sources: lets it force the libm path.
+// Only in the agreement test's own build of these sources: lets it force the libm path, and
+// change the vector results (v, of arguments x and y) as a less accurate library might.
 Bool simdTrigLibmOnly = false;
+Void (*simdTrigAfterCall)(Float64* v, const Float64* x, const Float64* y) = nullptr;
+
+inline Void afterCall(Float64* v, const Float64* x, const Float64* y = nullptr) {
+  if (simdTrigAfterCall != nullptr) simdTrigAfterCall(v, x, y);
+}
+#else
+inline Void afterCall(Float64*, const Float64*, const Float64* = nullptr) {}
 #endif
 
 // MXCSR bits 6 to 15: denormals-are-zero, the six exception masks, the rounding control
@@ -89,15 +97,19 @@ __attribute__((target("avx2"))) Void VectorTrig::sinCos4(const Float64* x, Float
   const __m256d v = lanes(x);
   _mm256_storeu_pd(s, call(vectorLibrary.sin, v));
   _mm256_storeu_pd(c, call(vectorLibrary.cos, v));
+  afterCall(s, x);
+  afterCall(c, x, s);
 }
 
 __attribute__((target("avx2"))) Void VectorTrig::sin4(const Float64* x, Float64* s) {
   _mm256_storeu_pd(s, call(vectorLibrary.sin, lanes(x)));
+  afterCall(s, x);
 }
 
 __attribute__((target("avx2"))) Void VectorTrig::atan2x4(const Float64* y, const Float64* x,
                                                          Float64* out) {
   _mm256_storeu_pd(out, call(vectorLibrary.atan2, lanes(y), lanes(x)));
+  afterCall(out, y, x);
 }
 
 #else

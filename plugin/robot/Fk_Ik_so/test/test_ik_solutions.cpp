@@ -152,6 +152,21 @@ TEST(AllCandidatesAndNearest, OverTheFamilies) {
   }
 }
 
+// None solved, an elbow-singular candidate before wrist-singular ones: the first names the code.
+TEST(AllCandidatesAndNearest, FirstSingularCandidateWhenNoneIsSolved) {
+  Robot robot(test_support::makeRecords(host_support::SampleArm));
+  const Tool tool = {0, 0, 0, 0, 0, 0};
+  const MathVector q = test_support::joints(0.9862595002681678, 1.1642981254276554, 1e-7,
+                                            1.164254385766025, 3e-7, 0.2788527927285642);
+  MathVector pose(6), nearest(6);
+  robot.jntPosToTcpPos(q, tool, pose);
+  IkSolutions all;
+  ASSERT_EQ(robot.tcpPosToAllJntPos(pose, tool, q, all), 0);
+  EXPECT_EQ(std::vector<Int32>(all.status, all.status + 8),
+            (std::vector<Int32>{3, 3, 7, 7, 4, 4, 7, 7}));
+  EXPECT_EQ(robot.tcpPosToNearestJntPos(pose, tool, q, nearest), 3);
+}
+
 TEST(ArmForm, AcceptsChainFormArmsAndNamesEachBrokenParameter) {
   std::mt19937_64 rng(133);
   for (int n = 0; n <= 50; ++n) {

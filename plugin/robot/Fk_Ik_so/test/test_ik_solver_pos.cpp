@@ -147,4 +147,20 @@ TEST(InverseSolver, CylinderShoulderLimitAndSingularCandidates) {
   }
 }
 
+// Turn counts change at odd multiples of pi: the turn of the reference's q4 decides whether
+// the 1 degree wrist test sees the aligned q4 at -pi or pi, or a turn further on.
+TEST(InverseSolver, TurnCountsChangeAtOddMultiplesOfPi) {
+  Arm arm(test_support::makeRecords(host_support::SampleArm));
+  for (const double side : {1.0, -1.0}) {  // q4 half a degree inside pi, or inside -pi
+    const MathVector q = joints(0.3, -0.7, 1.1, 0.4, side * (M_PI - kLimit / 2), 0.8);
+    Int32 mode = -1;
+    ASSERT_EQ(arm.chain.getMode_6dof(q, mode, true), 0);
+    MathVector ref = q;
+    for (const double apart : {-1e-7, 1e-7}) {  // turn -1 or 1, then -2 or 2
+      ref(4) = -side * (3 * M_PI + apart);
+      EXPECT_EQ(arm.solve(arm.flange(q), ref, mode), apart < 0 ? 4 : 0) << side << " " << apart;
+    }
+  }
+}
+
 }  // namespace
