@@ -137,8 +137,14 @@ TEST(IkLibmAgreement, VectorPathAgainstLibmAndRoundingModes) {
     noiseUlps = noise;
     simdTrigAfterCall = noise ? addNoise : nullptr;
     const std::string noisy = noise ? ", noisy" : "";
-    for (int a = 0; a < 6; ++a) {  // decimal lengths, theta offsets 0 or +-pi/2
-      load(a % 2 ? 0.5 : 0.425, a % 2 ? -0.45 : 0.3922, d[a % 2], offsets[a / 2]);
+    // Decimal lengths, theta offsets 0 or +-pi/2; the last two arms in millimetres.
+    for (int a = 0; a < 8; ++a) {
+      const int arm = a % 6;
+      const double scale = a < 6 ? 1.0 : 1000.0;
+      const double a2 = scale * (arm % 2 ? 0.5 : 0.425), a3 = scale * (arm % 2 ? -0.45 : 0.3922);
+      double ds[6];
+      for (int j = 0; j < 6; ++j) ds[j] = scale * d[arm % 2][j];
+      load(a2, a3, ds, offsets[arm / 2]);
       const std::string tag = " (arm " + std::to_string(a) + ")" + noisy;
       // Home-like: joints at multiples of pi/2, the reference the joints (its own pose), or in
       // half of its elements exactly +-pi or +-3 pi; then the edges, references 0.1 rad away.
@@ -155,6 +161,13 @@ TEST(IkLibmAgreement, VectorPathAgainstLibmAndRoundingModes) {
             return x;
           };
           if (kind >= 2) q[wrist && pick(rng) >= 3 ? 4 : 2] = at(edgeQ[edge]);
+          if (kind == 3 && n % 3 == 0) {  // the shoulder quantity at +-1e-6 instead
+            const double c = -a2 * std::sin(q[1]) / a3 + 0.1 * nudge(rng);
+            if (std::fabs(c) >= 1) continue;
+            q[2] = std::asin(c) - q[1];
+            const double t = a2 * std::sin(q[1]) + a3 * std::sin(q[2] + q[1]);
+            q[3] = std::asin(((n % 2 ? 1e-6 : -1e-6) - t) / ds[4]) + q[1] + q[2];
+          }
           std::memcpy(r.tool, (kind < 2 ? coin(rng) : n % 2) ? tools[1] : tools[0], sizeof r.tool);
           jntPosToTcpPos(q, r.tool, r.pose);
           for (int j = 0; j < 6; ++j)
@@ -167,13 +180,13 @@ TEST(IkLibmAgreement, VectorPathAgainstLibmAndRoundingModes) {
       }
       // Identity orientation, the wrist centre at |e| from axis 0 (L = 0 up to rounding) or at
       // sqrt(e^2 + 1e-4) (L at the shoulder limit), the flange d5 above it.
-      const double e = d[a % 2][1] + d[a % 2][2] - d[a % 2][3];
+      const double e = ds[1] + ds[2] - ds[3];
       for (int n = 0; n < 300; ++n) {
         Request r{};
         const double radius = n % 2 ? std::fabs(e) : std::sqrt(e * e + 1e-4);
         const double beta = n % 4 < 2 ? (n % 8) * (M_PI / 4) : angle(rng);
         r.pose[0] = radius * std::cos(beta), r.pose[1] = radius * std::sin(beta);
-        r.pose[2] = z(rng) + d[a % 2][5];
+        r.pose[2] = scale * z(rng) + ds[5];
         for (double& v : r.ref) v = angle(rng);
         check("wrist centres on the cylinder" + tag, r, false, false);
       }
