@@ -226,9 +226,9 @@ Bool IkSolverPos_Tarvin2_6Dof::_alignedClear(Float64* q, const MathVector& jntPo
   }
   for (const int j : {4, 2}) {
     const Float64 limit = j == 4 ? _wristSingularLimit : _elbowSingularLimit;
-    clear &= clearOf(std::fabs(q[j]), limit, bound[j]) &
-             clearOf(std::fabs(q[j] - Pi), limit, bound[j]) &
-             clearOf(std::fabs(q[j] + Pi), limit, bound[j]);
+    clear &= clearOf(std::fabs(q[j]), limit, bound[j]);
+    clear &= clearOf(std::fabs(q[j] - Pi), limit, bound[j]);
+    clear &= clearOf(std::fabs(q[j] + Pi), limit, bound[j]);
   }
   return clear;
 }
