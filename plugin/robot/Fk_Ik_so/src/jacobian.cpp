@@ -1,5 +1,7 @@
 #include "jacobian.h"
 
+#include <cassert>
+
 namespace {
 
 // to(i, j) = from(i, j), row by row, through the asserting element access.

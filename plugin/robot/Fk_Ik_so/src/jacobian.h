@@ -10,17 +10,16 @@
 #ifndef FK_IK_SO_JACOBIAN_H
 #define FK_IK_SO_JACOBIAN_H
 
-#include <cassert>
-
 #include "fk_ik_types.h"
 #include "matrix.h"
 
 class FK_IK_SO_API Jacobian : public Matrix<double> {
  public:
-  // nr x nc zeros. The matrix checks its own bounds first, then the Jacobian's.
+  // nr x nc zeros. The matrix checks its own bounds first, then the Jacobian's (also in a
+  // client compiled with NDEBUG).
   Jacobian(const UInt8& nr, const UInt8& nc) : Matrix<double>(nr, nc) {
-    assert(nr > 0 && nr <= 6);
-    assert(nc > 0 && nc <= 7);
+    FK_IK_SO_ASSERT(nr > 0 && nr <= 6);
+    FK_IK_SO_ASSERT(nc > 0 && nc <= 7);
   }
   // Copies other's whole matrix part: shape and all element storage.
   Jacobian(const Jacobian& other) : Matrix<double>(other) {}

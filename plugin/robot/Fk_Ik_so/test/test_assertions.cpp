@@ -5,6 +5,9 @@
 #include "robot.h"  // and with it both solvers, the Jacobian and the containers
 #include "test_support.h"
 
+double ndebugClientElement(UInt32 id);
+void ndebugClientJacobian(UInt8 nr);
+
 namespace {
 
 struct Row {
@@ -175,6 +178,11 @@ std::vector<Row> kinematicsRows() {
        "nr > 0 && nr <= Max_Matrix_Dimension"},
       {[] { Jacobian(7, 8); }, jacobian, "nr > 0 && nr <= 6"},
       {[] { Jacobian(6, 8); }, jacobian, "nc > 0 && nc <= 7"},
+      // The same inline checks in a client compiled with NDEBUG (ndebug_client.cpp).
+      {[] { ndebugClientJacobian(7); }, jacobian, "nr > 0 && nr <= 6"},
+      {[] { ndebugClientElement(2); },
+       "T& Vector<T>::operator()(const UInt32&) [with T = double; UInt32 = unsigned int]",
+       "id < _n"},
       {[=] { *good = Matrix<double>(5, 5); }, fromMatrix, rowsEq},
       {[=] { *good = Matrix<double>(6, 5); }, fromMatrix, colsEq},
       {[=] { *good = *j(5, 5); }, fromJacobian, rowsEq},
