@@ -430,9 +430,9 @@ struct Floor {
 // GetRPY's arc tangents (its pitch after a square root).
 const Floor kForwardPoseFloor = {
     "floor/fk pose: 9 sincos, sqrt, 3 atan2", {{9, 0, 0, 0}, {0, 0, 2, 1}, {0, 0, 1, 0}}, false};
-const Floor kFlangeFloor = {"floor/fk flange: 6 sincos", {{6, 0, 0, 0}}, false};
-// The Jacobians need the TCP's origin only: the joints' sines and cosines, none of the tool's.
-const Floor kJacobianFloor = {"floor/jacobian: 6 sincos", {{6, 0, 0, 0}}, false};
+// The flange frames and the Jacobians, which need the TCP's origin only: the joints' sines
+// and cosines, none of the tool's.
+const Floor kJointsFloor = {"floor/flange, jacobians: 6 sincos", {{6, 0, 0, 0}}, false};
 // The inverse: the pose's and the tool's angles with the reference's five sines, then the
 // chain of joint 0, joints 4 and 5, the planar arm and the candidates' mode sines, with the
 // square roots of L, 1 - x^2 and D in between.
@@ -499,21 +499,21 @@ struct Operation {
 const Operation kOperations[] = {
     {"fk/C jntPosToTcpPos", cFunctionFk, "fk/KDL recursive+GetRPY", &kForwardPoseFloor},
     {"fk/Robot jntPosToTcpPos", robotFk, "fk/KDL recursive+GetRPY", &kForwardPoseFloor},
-    {"fk/FkSolverPos flange", fkSolverPosFlange, "", &kFlangeFloor},
+    {"fk/FkSolverPos flange", fkSolverPosFlange, "", &kJointsFloor},
     {"fk/KDL recursive+GetRPY", kdlFkRecursive, "", &kForwardPoseFloor},
     {"jacobian/FkSolverPos jntPosToJacobians", fkSolverPosJacobians,
-     "jacobian/KDL ChainJntToJacSolver", &kJacobianFloor},
-    {"jacobian/KDL ChainJntToJacSolver", kdlJacobian, "", &kJacobianFloor},
+     "jacobian/KDL ChainJntToJacSolver", &kJointsFloor},
+    {"jacobian/KDL ChainJntToJacSolver", kdlJacobian, "", &kJointsFloor},
     {"jacobianDot/FkSolverPos jntPosToJacobiansDot", fkSolverPosJacobiansDot,
-     "jacobianDot/KDL ChainJntToJacDotSolver", &kJacobianFloor},
-    {"jacobianDot/KDL ChainJntToJacDotSolver", kdlJacobianDot, "", &kJacobianFloor},
+     "jacobianDot/KDL ChainJntToJacDotSolver", &kJointsFloor},
+    {"jacobianDot/KDL ChainJntToJacDotSolver", kdlJacobianDot, "", &kJointsFloor},
     {"ik/C tcpPosToJntPos", cFunctionIk, "ik/KDL NR_JL", &kInverseFloor},
     {"ik/Robot tcpPosToJntPos", robotIk, "ik/KDL NR_JL", &kInverseFloor},
     {"ik/IkSolverPos flangePosToJntPos", ikSolverPosFlange, "ik/KDL NR_JL", &kInverseFlangeFloor},
     {"ik/KDL NR_JL", kdlIkNrJl, "", nullptr},
 };
 
-const Floor* const kFloors[] = {&kForwardPoseFloor, &kFlangeFloor, &kJacobianFloor, &kInverseFloor,
+const Floor* const kFloors[] = {&kForwardPoseFloor, &kJointsFloor, &kInverseFloor,
                                 &kInverseFlangeFloor};
 
 std::string backToBackName(const Floor& f) {

@@ -44,12 +44,7 @@ Void toVectors(const Float64 tcpPos[6], const Float64 jntPosRef[6], MathVector& 
 
 Void init(const Float64 mdhParam[6][4]) {
   std::vector<MDH> records(6);
-  for (int i = 0; i < 6; ++i) {
-    records[i].a = mdhParam[i][0];
-    records[i].alpha = mdhParam[i][1];
-    records[i].d = mdhParam[i][2];
-    records[i].theta = mdhParam[i][3];
-  }
+  toRecords(mdhParam, records.data());
   // The old model goes first, so that a failing allocation below leaves no model
   // (code 1) rather than a stale one.
   if (pRobotModel != nullptr) {
@@ -74,10 +69,7 @@ Int32 tcpPosToJntPos(const Float64 tcpPos[6], const Float64 tool[6], const Float
   if (pRobotModel == nullptr) return 1;
   const Tool t = toTool(tool);
   MathVector tcp(6), ref(6), out(6);
-  for (UInt32 i = 0; i < 6; ++i) {
-    tcp(i) = tcpPos[i];
-    ref(i) = jntPosRef[i];
-  }
+  toVectors(tcpPos, jntPosRef, tcp, ref);
   const Int32 code = pRobotModel->tcpPosToJntPos(tcp, t, ref, out);
   // Written whatever the code: the solver leaves `out` at zero when it fails, and hosts
   // rely on receiving those six zeros.

@@ -11,10 +11,6 @@ Int32 IkSolverPos_Tarvin2_6Dof::flangePosToJntPos(const KDL::Frame& flangePos,
                                                   const Int32& mode, const Float64&) {
   assert(jntPosRef.size() == 6);
 
-  // 2. The caller gets back a vector of six whatever the result; its values are written
-  //    only on success (step 19), so after a failure it keeps what it held.
-  if (jntPos.size() != 6) jntPos.resize(6);
-
   // The four-lane functions first; where one of the call's decisions lies within the error
   // bound of their values, libm's values decide instead (nothing is written before that).
   Int32 code = 0;
@@ -88,6 +84,8 @@ template <class Trig>
 Bool IkSolverPos_Tarvin2_6Dof::_solve(const KDL::Frame& flangePos, const FrameError& inputError,
                                       const MathVector& jntPosRef, Int32 mode, MathVector& jntPos,
                                       Int32& code) {
+  // 2. The caller gets back a vector of six whatever the result; its values are written
+  //    only on success (step 19), so after a failure it keeps what it held.
   if (jntPos.size() != 6) jntPos.resize(6);
   // 3.-4. Target mode. -1 asks for the reference's own configuration; a singular reference
   //       has none, and its code (2, 3 or 4) ends the call. With an explicit mode the

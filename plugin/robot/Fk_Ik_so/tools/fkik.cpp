@@ -125,6 +125,23 @@ std::vector<std::string> splitWords(std::string text) {
   return words;
 }
 
+// Calls take(lineNumber, words) for each line of `in` that holds words (see splitWords),
+// counting lines from 1. Returns false when reading failed; errno then says why.
+template <typename Take>
+bool forEachLine(std::FILE* in, Take take) {
+  char* line = nullptr;
+  size_t capacity = 0;
+  for (int lineNumber = 1; getline(&line, &capacity, in) != -1; ++lineNumber) {
+    const std::vector<std::string> words = splitWords(line);
+    if (!words.empty()) take(lineNumber, words);
+  }
+  const bool readOk = std::ferror(in) == 0;
+  const int readErrno = errno;
+  std::free(line);
+  errno = readErrno;
+  return readOk;
+}
+
 enum class Format { Text, Json, Csv };
 
 // The command line, every angle converted to radians.
@@ -278,13 +295,8 @@ void readRows(const std::string& file, const char* kind, const std::string& name
   const std::string where = std::string(kind) + " file '" + file + "'";
   if (in == nullptr) fail(kBadInput, "cannot read " + where + ": " + std::strerror(errno));
   const size_t columns = splitWords(names).size();
-  int rows = 0, lineNumber = 0;
-  char* line = nullptr;
-  size_t capacity = 0;
-  while (getline(&line, &capacity, in) != -1) {
-    ++lineNumber;
-    const std::vector<std::string> words = splitWords(line);
-    if (words.empty()) continue;
+  int rows = 0;
+  const bool readOk = forEachLine(in, [&](int lineNumber, const std::vector<std::string>& words) {
     const std::string at = where + " line " + std::to_string(lineNumber);
     if (rows == count) {
       fail(kBadInput, at + ": more than " + std::to_string(count) + " joint rows");
@@ -297,12 +309,10 @@ void readRows(const std::string& file, const char* kind, const std::string& name
       out[rows * columns + k] = parseNumber(words[k], at, allowInfinite);
     }
     ++rows;
-  }
-  const bool readError = std::ferror(in) != 0;
+  });
   const int readErrno = errno;
-  std::free(line);
   std::fclose(in);
-  if (readError) fail(kBadInput, "cannot read " + where + ": " + std::strerror(readErrno));
+  if (!readOk) fail(kBadInput, "cannot read " + where + ": " + std::strerror(readErrno));
   if (rows < count) {
     fail(kBadInput,
          where + " has " + std::to_string(rows) + " joint rows, expected " + std::to_string(count));
@@ -685,13 +695,9 @@ int runBatch(const Library& library, const Arguments& args, Output& out, const d
   }
   const bool ik = args.command == "ik";
   bool malformed = false, firstRequest = true;
-  int firstFailure = 0, lineNumber = 0;
-  char* line = nullptr;
-  size_t capacity = 0;
-  while (getline(&line, &capacity, in) != -1) {
-    ++lineNumber;
-    const std::vector<std::string> words = splitWords(line);
-    if (words.empty()) continue;
+  int firstFailure = 0;
+  // A read error ends the batch like the end of the input.
+  forEachLine(in, [&](int lineNumber, const std::vector<std::string>& words) {
     const std::string at = where + std::to_string(lineNumber) + ": ";
     double values[12];
     std::string error;
@@ -705,7 +711,7 @@ int runBatch(const Library& library, const Arguments& args, Output& out, const d
     }
     const bool header = firstRequest && !anyNumber;
     firstRequest = false;
-    if (header) continue;
+    if (header) return;
     const size_t count = words.size();
     if (numbers && !(count == 6 || (ik && count == 12))) {
       error = ik ? "expected 6 pose values, or 12 with the reference, got "
@@ -720,7 +726,7 @@ int runBatch(const Library& library, const Arguments& args, Output& out, const d
     if (!numbers) {
       std::fprintf(stderr, "fkik: %s%s\n", at.c_str(), error.c_str());
       malformed = true;
-      continue;
+      return;
     }
     // Pose angles and reference joints (ik), joints (fk) in degrees.
     if (args.degrees) {
@@ -730,8 +736,7 @@ int runBatch(const Library& library, const Arguments& args, Output& out, const d
                                    lower, upper, lineNumber)
                         : answerFk(library, args, out, values, lineNumber);
     if (firstFailure == 0) firstFailure = code;
-  }
-  std::free(line);
+  });
   if (in != stdin) std::fclose(in);
   return malformed ? kBadInput : exitStatus(firstFailure);
 }
