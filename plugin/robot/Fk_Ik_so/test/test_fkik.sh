@@ -70,6 +70,7 @@ expect 2 "--limits belongs to ik --nearest" ik $zeros --ref $zeros --limits "$di
 expect 2 "unknown format 'xml' (expected text, json or csv)" --format xml fk $zeros
 expect 2 "--format needs a format" fk $zeros --format
 expect 2 "--arm-deg needs --arm FILE" --arm-deg fk $zeros
+expect 2 "--header belongs to batches (fk -, ik -)" fk $zeros --header
 expect 2 "demo takes no batch and writes text only" --format json demo
 expect 2 "cannot read input file '$dir/none'" fk --input "$dir/none"
 expect 2 "cannot read limits file '$dir/none'" ik $zeros --ref $zeros --nearest --limits "$dir/none"
@@ -183,26 +184,61 @@ check 0 '^\{"result": 0, "meaning": "solved", "joints": \[.*\], "residual": [0-9
   --format json $ik
 check 0 '"candidates": \[\{"mode": [0-7], "status": 0, ' --format json $ik --all
 
-# json and csv keep every bit: fk's pose gives back the joints to rounding, not to 1e-9.
-check 0 '^x,y,z,roll,pitch,yaw$' --format csv fk $q --tool $tool
-exact=$(awk -F, 'NR == 2 { $1 = $1; print }' "$dir/out")
-check 0 '^0,' --format csv ik $exact --ref $q --tool $tool
+# json and csv keep every bit: fk's pose, its csv read back as a batch (the header is a
+# comment), gives back the joints to rounding, not to 1e-9.
+check 0 '^# x,y,z,roll,pitch,yaw$' --format csv fk $q --tool $tool
+cp "$dir/out" "$dir/pose.csv"
+check 0 '^0,' --format csv ik --input "$dir/pose.csv" --ref $q --tool $tool
+[ "$(wc -l <"$dir/out")" -eq 2 ] || failed "csv read back: not a header and one answer"
 within 1e-13 "$(difference "$(csvjoints)" "$q")" || failed "csv round trip gave $(csvjoints)"
 
-# Batches: a malformed line is reported with its number, the others answered in order;
-# fk's csv, header included, fed back to ik gives each line's joints.
-printf '%s\n# comment\n\n0.1 0.2 x 0.4 0.5 0.6\n%s\n' "$q" "$near" >"$dir/joints"
-"$fkik" --format csv fk - --tool $tool <"$dir/joints" >"$dir/poses" 2>"$dir/err"
-[ $? -eq 2 ] || failed "fk batch with a malformed line: exit status not 2"
-grep -qx "fkik: line 4: 'x' is not a number (Q3)" "$dir/err" || failed "fk batch: $(cat "$dir/err")"
-[ "$(wc -l <"$dir/poses")" -eq 3 ] || failed "fk batch: not a header and two answers"
-check 0 '^0,' --format csv ik --input "$dir/poses" --ref $q --tool $tool
-[ "$(grep -c '^0,' "$dir/out")" -eq 2 ] || failed "ik batch: not two answers"
-within 1e-13 "$(difference "$(awk -F, 'NR == 3 { print $2, $3, $4, $5, $6, $7 }' "$dir/out")" \
-  "$near")" || failed "ik batch: second answer is not $near"
+# Batches: one row per request line, in order. A malformed line, the first or a later
+# one, gets an error row in its place, and the rows around it are those of the same batch
+# with that line blank; a first line is no header unless --header says so. Each case:
+# format, input, the malformed line, its row, the lines of output, the error row.
+printf '0.1 0.2 x" 0.4 0.5 0.6\n%s\n\n# comment\n%s\n' "$q" "$near" >"$dir/first"
+printf '%s\n# comment\n\n1 2 3\n%s\n' "$q" "$near" >"$dir/middle"
+printf 'q1,q2,q3,q4,q5,q6\n%s\n%s\n' "$q" "$near" >"$dir/named"
+while read -r format input line row lines error; do
+  sed "${line}s/.*//" "$dir/$input" | "$fkik" --format "$format" fk - --tool $tool >"$dir/clean"
+  error=$error awk -v row="$row" '!/^#/ && ++n == row { print ENVIRON["error"] } { print }' \
+    "$dir/clean" >"$dir/expected"
+  "$fkik" --format "$format" fk - --tool $tool <"$dir/$input" >"$dir/out" 2>"$dir/err"
+  got=$?
+  [ "$got" -eq 2 ] && [ "$(wc -l <"$dir/out")" -eq "$lines" ] && cmp -s "$dir/out" "$dir/expected" &&
+    [ "$(wc -l <"$dir/err")" -eq 1 ] && grep -q "^fkik: line $line: " "$dir/err" ||
+    failed "fk batch $input in $format: status $got, $(cat "$dir/out" "$dir/err")"
+done <<'CASES'
+text first  1 1 4 error line 1: 'x"' is not a number (Q3)
+csv  first  1 1 4 error,1,"'x""' is not a number (Q3)"
+json first  1 1 3 {"line": 1, "error": "'x\"' is not a number (Q3)"}
+text middle 4 2 4 error line 4: expected 6 joint positions, got 3
+csv  middle 4 2 4 error,4,"expected 6 joint positions, got 3"
+json middle 4 2 3 {"line": 4, "error": "expected 6 joint positions, got 3"}
+csv  named  1 1 4 error,1,"'q1' is not a number (Q1)"
+CASES
+sed 1d "$dir/named" | "$fkik" --format csv fk - --tool $tool >"$dir/expected"
+"$fkik" --format csv fk - --header --tool $tool <"$dir/named" >"$dir/out" &&
+  [ "$(wc -l <"$dir/out")" -eq 3 ] && cmp -s "$dir/out" "$dir/expected" ||
+  failed "fk batch --header: $(cat "$dir/out")"
+
+# fk's csv with an error row read back by ik: the row is malformed again, so each row
+# still answers its line.
+printf '%s\n1 2 3\n%s\n' "$q" "$near" | "$fkik" --format csv fk - --tool $tool >"$dir/poses" 2>/dev/null
+"$fkik" --format csv ik --input "$dir/poses" --ref $q --tool $tool >"$dir/out" 2>"$dir/err"
+got=$?
+[ "$got" -eq 2 ] && [ "$(wc -l <"$dir/out")" -eq 4 ] &&
+  [ "$(sed -n 3p "$dir/out")" = "error,3,\"'error' is not a number (X)\"" ] &&
+  grep -qx "fkik: input file '$dir/poses' line 3: 'error' is not a number (X)" "$dir/err" ||
+  failed "ik batch of fk's csv: status $got, $(cat "$dir/out" "$dir/err")"
+joints() { awk -F, -v n="$1" 'NR == n { print $2, $3, $4, $5, $6, $7 }' "$dir/out"; }
+within 1e-13 "$(difference "$(joints 2)" "$q")" || failed "ik batch: row 1 is not $q"
+within 1e-13 "$(difference "$(joints 4)" "$near")" || failed "ik batch: row 3 is not $near"
 printf '2 0.5 0.3 0 0 0\n%s %s\n' "$pose" "$q" | "$fkik" --format json ik - --tool $tool \
   >"$dir/out" 2>"$dir/err"
-[ $? -eq 2 ] && grep -q '"line": 2, "result": 0' "$dir/out" &&
+[ $? -eq 2 ] && [ "$(wc -l <"$dir/out")" -eq 2 ] &&
+  grep -qx '{"line": 1, "error": "no reference: give --ref or six more numbers"}' "$dir/out" &&
+  grep -q '^{"line": 2, "result": 0' "$dir/out" &&
   grep -qx "fkik: line 1: no reference: give --ref or six more numbers" "$dir/err" ||
   failed "ik batch with a reference per line: $(cat "$dir/out" "$dir/err")"
 printf '2 0.5 0.3 0 0 0\n%s\n' "$pose" | "$fkik" ik - --ref $q --tool $tool >"$dir/out"

@@ -55,14 +55,22 @@ const char* const kUsage =
     "                 significant digits, so that a pose printed by fk gives back the same\n"
     "                 joints in ik (in radians)\n"
     "  --input FILE   a batch read from FILE instead of standard input\n"
+    "  --header       the first line of a batch is a header: skipped, whatever it holds\n"
     "  --version      the program's version\n"
     "\n"
-    "batches: fk - and ik - read one request per line (blank lines and '#' comments\n"
-    "skipped, commas count as spaces) and write one answer per line: fk six joint\n"
-    "positions; ik six pose values, then optionally six reference joint positions (else\n"
-    "--ref). A malformed line is reported on stderr with its line number, and the batch goes\n"
-    "on. In text and csv, ik --all writes the call's code and eight groups of mode, status,\n"
-    "joints and residual on one line.\n"
+    "batches: fk - and ik - read one request per line ('#' starts a comment, commas count\n"
+    "as spaces): fk six joint positions; ik six pose values, then optionally six reference\n"
+    "joint positions (else --ref). They write one row per request, in order, so that row k\n"
+    "answers request k; blank lines and lines of only a comment are no requests and get no\n"
+    "row. csv output and text batches open with a header that is such a comment ('# ' and\n"
+    "the column names), so that they read back as a batch; --header skips another kind.\n"
+    "A malformed line gets an error row in its place,\n"
+    "  text  error line N: MESSAGE\n"
+    "  csv   error,N,\"MESSAGE\"\n"
+    "  json  {\"line\": N, \"error\": \"MESSAGE\"}\n"
+    "is reported on stderr with its line number too, and the batch goes on. In text and\n"
+    "csv, ik --all writes the call's code and eight groups of mode, status, joints and\n"
+    "residual on one line.\n"
     "\n"
     "exit status: 0 done; 1 the library cannot be used; 2 bad input (in a batch: some line\n"
     "was malformed); 10 + the result code when ik found no solution (in a batch: the first\n"
@@ -164,6 +172,7 @@ struct Arguments {
   Format format = Format::Text;
   bool batch = false;
   std::string inputFile;
+  bool header = false;
 };
 
 // Reads the six numbers that follow option argv[i] into out and moves i past them.
@@ -236,6 +245,8 @@ Arguments parseArguments(int argc, char** argv) {
     } else if (arg == "--input") {
       args.inputFile = takeWord(argc, argv, i);
       args.batch = true;
+    } else if (arg == "--header") {
+      args.header = true;
     } else if (arg.compare(0, 2, "--") == 0) {
       fail(kBadInput, "unknown option '" + arg + "' (see fkik --help)");
     } else if (args.command.empty()) {
@@ -271,6 +282,7 @@ Arguments parseArguments(int argc, char** argv) {
   if (!args.limitsFile.empty() && !args.nearest)
     fail(kBadInput, "--limits belongs to ik --nearest");
   if (args.armDegrees && args.armFile.empty()) fail(kBadInput, "--arm-deg needs --arm FILE");
+  if (args.header && !args.batch) fail(kBadInput, "--header belongs to batches (fk -, ik -)");
   if (args.command == "demo" && (args.batch || args.format != Format::Text)) {
     fail(kBadInput, "demo takes no batch and writes text only");
   }
@@ -493,23 +505,56 @@ struct Output {
   Format format;
   bool batch;
   Angles angles;
+  std::string columns;  // the csv header's names, comma-separated
   bool headerWritten = false;
 
   bool table() const { return format == Format::Text && !batch; }
   const char* separator() const { return format == Format::Csv ? "," : " "; }
 
-  // The header of csv and of text batches, once, before the first answer.
-  void header(const std::string& columns) {
+  // The header of csv and of text batches, once, before the first row. It is a '#'
+  // comment, so that a batch reading this output back takes it for no request.
+  void header() {
     if (headerWritten || format == Format::Json || table()) return;
     headerWritten = true;
-    std::string line = columns;
+    std::string line = "# " + columns;
     if (format == Format::Text) {
       for (char& c : line) {
         if (c == ',') c = ' ';
       }
-      line = "# " + line;  // a comment for a batch that reads it back
     }
     std::printf("%s\n", line.c_str());
+  }
+
+  // The row of a malformed batch line, in the place of its answer. Read back as a batch,
+  // it is malformed again, so rows stay in line through a chain of batches.
+  void errorRow(int line, const std::string& message) {
+    header();
+    if (format == Format::Text) {
+      std::printf("error line %d: %s\n", line, message.c_str());
+      return;
+    }
+    // Both quote the message; csv doubles a quote, json escapes it and control characters.
+    const bool json = format == Format::Json;
+    std::string quoted = "\"";
+    for (const char c : message) {
+      if (c == '"') {
+        quoted += json ? "\\\"" : "\"\"";
+      } else if (json && c == '\\') {
+        quoted += "\\\\";
+      } else if (json && static_cast<unsigned char>(c) < 0x20) {
+        char escaped[8];
+        std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+        quoted += escaped;
+      } else {
+        quoted += c;
+      }
+    }
+    quoted += "\"";
+    if (json) {
+      std::printf("{\"line\": %d, \"error\": %s}\n", line, quoted.c_str());
+    } else {
+      std::printf("error,%d,%s\n", line, quoted.c_str());
+    }
   }
 
   void number(double v) const {
@@ -543,8 +588,19 @@ struct Output {
   }
 };
 
-const char* const kFkCsv = "x,y,z,roll,pitch,yaw";
-const char* const kIkCsv = "result,q1,q2,q3,q4,q5,q6,residual";
+// The names of the csv columns of the command's answers.
+std::string csvColumns(const Arguments& args) {
+  if (args.command == "fk") return "x,y,z,roll,pitch,yaw";
+  if (!args.all) return "result,q1,q2,q3,q4,q5,q6,residual";
+  std::string columns = "result";
+  for (int k = 0; k < 8; ++k) {
+    const std::string c = std::to_string(k);
+    columns += ",mode" + c + ",status" + c;
+    for (int j = 1; j <= 6; ++j) columns += ",q" + std::to_string(j) + "_" + c;
+    columns += ",residual" + c;
+  }
+  return columns;
+}
 
 // The forward pose of one request.
 int answerFk(const Library& library, const Arguments& args, Output& out, const double q[6],
@@ -562,7 +618,7 @@ int answerFk(const Library& library, const Arguments& args, Output& out, const d
     printRow("tcp", shown);
     return 0;
   }
-  out.header(kFkCsv);
+  out.header();
   if (out.format == Format::Json) {
     std::printf("{");
     if (out.batch) std::printf("\"line\": %d, ", line);
@@ -600,14 +656,7 @@ int answerAll(const Library& library, const Arguments& args, Output& out, const 
       }
     }
   } else {
-    std::string columns = "result";
-    for (int k = 0; k < 8; ++k) {
-      const std::string c = std::to_string(k);
-      columns += ",mode" + c + ",status" + c;
-      for (int j = 1; j <= 6; ++j) columns += ",q" + std::to_string(j) + "_" + c;
-      columns += ",residual" + c;
-    }
-    out.header(columns);
+    out.header();
     if (out.format == Format::Json) {
       std::printf("{");
       if (out.batch) std::printf("\"line\": %d, ", line);
@@ -654,7 +703,7 @@ int answerIk(const Library& library, const Arguments& args, Output& out, const d
     if (code == 0) std::printf("residual %.1e\n", miss);
     return code;
   }
-  out.header(kIkCsv);
+  out.header();
   if (out.format == Format::Json) {
     std::printf("{");
     if (out.batch) std::printf("\"line\": %d, ", line);
@@ -678,10 +727,11 @@ int exitStatus(int code) {
   return code == 0 ? kDone : kResultBase + code;
 }
 
-// A batch: one request per line of standard input or --input, one answer per line. A
-// first line without any number (a csv header) is skipped; a malformed line is reported
-// with its number and skipped. Exit status: 2 when a line was malformed, else that of the
-// first failing request, else 0.
+// A batch: one request per line of standard input or --input, one row per request, so
+// that row k answers request k: a malformed line gets an error row in its place and is
+// reported with its number on stderr. Only --header makes the first line no request, never
+// its failing to read: a request mistyped there is reported like any other. Exit status: 2
+// when a line was malformed, else that of the first failing request, else 0.
 int runBatch(const Library& library, const Arguments& args, Output& out, const double* lower,
              const double* upper) {
   std::FILE* in = stdin;
@@ -694,24 +744,18 @@ int runBatch(const Library& library, const Arguments& args, Output& out, const d
     where = "input file '" + args.inputFile + "' line ";
   }
   const bool ik = args.command == "ik";
-  bool malformed = false, firstRequest = true;
+  bool malformed = false;
   int firstFailure = 0;
   // A read error ends the batch like the end of the input.
   forEachLine(in, [&](int lineNumber, const std::vector<std::string>& words) {
-    const std::string at = where + std::to_string(lineNumber) + ": ";
+    if (args.header && lineNumber == 1) return;
     double values[12];
     std::string error;
-    bool anyNumber = false, numbers = true;
-    for (size_t k = 0; k < words.size(); ++k) {
-      char* end = nullptr;
-      std::strtod(words[k].c_str(), &end);
-      anyNumber = anyNumber || (end != words[k].c_str() && *end == '\0');
+    bool numbers = true;
+    for (size_t k = 0; numbers && k < words.size() && k < 12; ++k) {
       const char* name = k < 6 ? (ik ? kPoseNames : kJointNames)[k] : kJointNames[k % 6];
-      if (numbers && k < 12) numbers = readNumber(words[k], name, false, values[k], error);
+      numbers = readNumber(words[k], name, false, values[k], error);
     }
-    const bool header = firstRequest && !anyNumber;
-    firstRequest = false;
-    if (header) return;
     const size_t count = words.size();
     if (numbers && !(count == 6 || (ik && count == 12))) {
       error = ik ? "expected 6 pose values, or 12 with the reference, got "
@@ -724,7 +768,8 @@ int runBatch(const Library& library, const Arguments& args, Output& out, const d
       numbers = false;
     }
     if (!numbers) {
-      std::fprintf(stderr, "fkik: %s%s\n", at.c_str(), error.c_str());
+      std::fprintf(stderr, "fkik: %s%d: %s\n", where.c_str(), lineNumber, error.c_str());
+      out.errorRow(lineNumber, error);
       malformed = true;
       return;
     }
@@ -865,7 +910,7 @@ int main(int argc, char** argv) {
   }
 
   if (args.command == "demo") return runDemo(library, args, angles, arm);
-  Output out{args.format, args.batch, angles};
+  Output out{args.format, args.batch, angles, csvColumns(args)};
   const double* low = args.limitsFile.empty() ? nullptr : lower;
   const double* high = args.limitsFile.empty() ? nullptr : upper;
   if (args.batch) return runBatch(library, args, out, low, high);
