@@ -1,0 +1,143 @@
+// The test arms of every layout, and KDL's own chain of any arm: an oracle built from the
+// description's joints, independent of the library's forward kinematics.
+#ifndef FK_IK_SO_ARM_TEST_SUPPORT_H
+#define FK_IK_SO_ARM_TEST_SUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <kdl/chain.hpp>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "arm.h"
+
+namespace arm_test {
+
+using fk_ik::Arm;
+using fk_ik::ArmDescription;
+using fk_ik::ArmFamily;
+using fk_ik::RowConvention;
+
+// The library's sample arm (three parallel middle axes), in modified rows a, alpha, d, theta.
+const double kParallelMiddleRows[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},
+                                          {0.425, 0, 0, 0},         {0.3922, M_PI, 0.1333, 0},
+                                          {0, M_PI / 2, 0.0997, 0}, {0, M_PI / 2, 0.0996, 0}};
+// The same with its angles rounded as real files print them (1e-4 rad off the layout).
+const double kRoundedRows[6][4] = {{0, 0, 0.1625, 0},      {0, -1.5708, 0, 0},
+                                   {0.425, 0, 0, 0},       {0.3922, 3.1416, 0.1333, 0},
+                                   {0, 1.5708, 0.0997, 0}, {0, 1.5708, 0.0996, 0}};
+// A spherical wrist behind a shoulder offset, in standard (distal) rows.
+const double kSphericalWristRows[6][4] = {{0.15, -M_PI / 2, 0.45, 0}, {0.6, 0, 0, -M_PI / 2},
+                                          {0.12, -M_PI / 2, 0, 0},    {0, M_PI / 2, 0.64, 0},
+                                          {0, -M_PI / 2, 0, 0},       {0, 0, 0.1, 0}};
+// Axes 1, 2, 3 through one point, then an offset forearm and wrist (modified rows).
+const double kSphericalBaseRows[6][4] = {{0, 0, 0.3, 0},       {0, M_PI / 2, 0, 0.4},
+                                         {0, -M_PI / 2, 0, 0}, {0.5, M_PI / 2, 0.3, 0},
+                                         {0.4, 0.7, 0.1, 0},   {0.1, M_PI / 2, 0.05, 0}};
+// Three parallel middle axes with a shoulder offset and a slanted wrist (modified rows).
+const double kThreeParallelRows[6][4] = {{0, 0, 0.2, 0},           {0.1, -M_PI / 2, 0, 0},
+                                         {0.5, 0, 0.05, 0},        {0.45, 0, -0.05, 0},
+                                         {0.05, M_PI / 2, 0.1, 0}, {0, M_PI / 3, 0.1, 0}};
+
+inline KDL::Frame frame(double roll, double pitch, double yaw, double x, double y, double z) {
+  return KDL::Frame(KDL::Rotation::RPY(roll, pitch, yaw), KDL::Vector(x, y, z));
+}
+
+inline Arm build(const ArmDescription& description) {
+  Arm arm;
+  std::string message;
+  EXPECT_EQ(Arm::build(description, arm, &message), fk_ik::Arm_Ok) << message;
+  return arm;
+}
+
+inline ArmDescription describe(const double (&rows)[6][4], RowConvention convention,
+                               const double* signs = nullptr,
+                               const KDL::Frame& base = KDL::Frame::Identity(),
+                               const KDL::Frame& flange = KDL::Frame::Identity()) {
+  ArmDescription description;
+  std::string message;
+  EXPECT_EQ(ArmDescription::fromRows(rows, convention, signs, base, flange, description, &message),
+            fk_ik::Arm_Ok)
+      << message;
+  return description;
+}
+
+struct NamedArm {
+  std::string name;
+  Arm arm;
+  ArmFamily family;
+  ArmFamily nearFamily;
+};
+
+// Every layout, each with reversed joint senses, a base turned by pi and a tool-like
+// flange somewhere; the calibrated arm has axis 3 tilted 1e-3 rad off parallel.
+inline std::vector<NamedArm> namedArms() {
+  const double flipped[6] = {1, -1, 1, 1, -1, 1};
+  const KDL::Frame turned = frame(0, 0, M_PI, 0.2, -0.1, 0.05);
+  const KDL::Frame flange = frame(0.1, 0.2, 0.3, 0.01, 0.02, 0.1);
+  ArmDescription calibrated =
+      describe(kParallelMiddleRows, RowConvention::Modified, flipped, turned, flange);
+  calibrated.joint[2] = calibrated.joint[2] * frame(1e-3, 0, 0, 0, 0, 0);
+  std::vector<NamedArm> arms = {
+      {"parallel middle",
+       build(describe(kParallelMiddleRows, RowConvention::Modified, flipped, turned, flange)),
+       ArmFamily::DesignedChain, ArmFamily::DesignedChain},
+      {"rounded", build(describe(kRoundedRows, RowConvention::Modified, nullptr, turned)),
+       ArmFamily::General, ArmFamily::DesignedChain},
+      {"calibrated", build(calibrated), ArmFamily::General, ArmFamily::DesignedChain},
+      {"spherical wrist",
+       build(describe(kSphericalWristRows, RowConvention::Standard, flipped, turned, flange)),
+       ArmFamily::SphericalWrist, ArmFamily::SphericalWrist},
+      {"spherical base", build(describe(kSphericalBaseRows, RowConvention::Modified, flipped)),
+       ArmFamily::SphericalBase, ArmFamily::SphericalBase},
+      {"three parallel",
+       build(describe(kThreeParallelRows, RowConvention::Modified, nullptr, turned, flange)),
+       ArmFamily::ThreeParallel, ArmFamily::ThreeParallel},
+  };
+  return arms;
+}
+
+// Every parameter random: lengths in [-1, 1], angles in [-pi, pi], senses +-1.
+inline Arm randomArm(std::mt19937_64& rng, RowConvention convention) {
+  std::uniform_real_distribution<double> length(-1, 1), angle(-M_PI, M_PI);
+  double rows[6][4], signs[6];
+  for (int i = 0; i < 6; ++i) {
+    rows[i][0] = length(rng);
+    rows[i][1] = angle(rng);
+    rows[i][2] = length(rng);
+    rows[i][3] = angle(rng);
+    signs[i] = angle(rng) < 0 ? -1 : 1;
+  }
+  const KDL::Frame base = frame(angle(rng), angle(rng), angle(rng), length(rng), 0, 0);
+  const KDL::Frame flange = frame(angle(rng), angle(rng), angle(rng), 0, length(rng), 0);
+  return build(describe(rows, convention, signs, base, flange));
+}
+
+inline void randomJoints(std::mt19937_64& rng, double range, double q[6]) {
+  std::uniform_real_distribution<double> value(-range, range);
+  for (int i = 0; i < 6; ++i) q[i] = value(rng);
+}
+
+// KDL's chain of the description: a fixed segment to joint 1's frame, then per joint a
+// segment turning about its axis and carrying the next joint's frame (the flange's last).
+inline KDL::Chain kdlChain(const ArmDescription& d) {
+  KDL::Chain chain;
+  chain.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None), d.base * d.joint[0]));
+  for (int i = 0; i < 6; ++i) {
+    const KDL::Frame tip = i < 5 ? d.joint[i + 1] : d.flange;
+    chain.addSegment(
+        KDL::Segment(KDL::Joint(KDL::Vector::Zero(), d.axis[i], KDL::Joint::RotAxis), tip));
+  }
+  return chain;
+}
+
+// Distance of two frames: origins apart relative to scale, plus the rotation between them.
+inline double frameDistance(const KDL::Frame& a, const KDL::Frame& b, double scale) {
+  return (a.p - b.p).Norm() / scale + KDL::diff(a.M, b.M).Norm();
+}
+
+}  // namespace arm_test
+
+#endif  // FK_IK_SO_ARM_TEST_SUPPORT_H

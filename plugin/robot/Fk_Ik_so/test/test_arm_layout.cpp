@@ -1,0 +1,233 @@
+// The layout each test arm was built with, the equivalent modified rows of every arm, the
+// designed form recognised up to senses, offsets, base and flange, and the refusals.
+#include <cstring>
+
+#include "arm_handle.h"
+#include "arm_test_support.h"
+#include "fk_ik_so.h"
+#include "test_support.h"
+
+namespace {
+
+using namespace arm_test;
+
+TEST(ArmLayout, NamesTheLayoutEachArmWasBuiltWith) {
+  for (const NamedArm& named : namedArms()) {
+    const fk_ik::ArmLayout& layout = named.arm.layout();
+    EXPECT_EQ(layout.family, named.family) << named.name << "\n" << layout.text();
+    EXPECT_EQ(layout.nearFamily, named.nearFamily) << named.name << "\n" << layout.text();
+    EXPECT_NE(layout.text().find(std::string("family: ") + fk_ik::familyName(named.family)),
+              std::string::npos);
+  }
+}
+
+// Off the layout by what was put in: the rounded angles by about 7.3e-6 rad (3.1416 for
+// pi), the calibrated axis by 1e-3 rad; each near its layout, not of it.
+TEST(ArmLayout, MeasuresHowFarANearArmIsOff) {
+  const std::vector<NamedArm> arms = namedArms();
+  const fk_ik::ArmLayout& rounded = arms[1].arm.layout();
+  EXPECT_NEAR(rounded.nearDeviation, 3.1416 - M_PI, 1e-9);
+  const fk_ik::ArmLayout& calibrated = arms[2].arm.layout();
+  EXPECT_NEAR(calibrated.nearDeviation, 1e-3, 1e-9);
+  EXPECT_NEAR(calibrated.pair[1].angle, 1e-3, 1e-12);
+  EXPECT_TRUE(calibrated.pair[1].nearParallel && !calibrated.pair[1].parallel);
+  EXPECT_EQ(calibrated.nearParallelTriple, 1);
+  EXPECT_EQ(calibrated.parallelTriple, -1);
+  const fk_ik::ArmLayout& exact = arms[0].arm.layout();
+  EXPECT_LT(exact.nearDeviation, 1e-15);
+  EXPECT_EQ(exact.parallelTriple, 1);
+  EXPECT_NEAR(exact.pair[1].distance, 0.425, 1e-15);
+  EXPECT_NEAR(exact.pair[2].distance, 0.3922, 1e-15);
+  EXPECT_NEAR(exact.pair[0].angle, M_PI / 2, 1e-15);
+  EXPECT_LT(arms[3].arm.layout().wristDistance, 1e-15);
+  EXPECT_TRUE(std::isinf(arms[3].arm.layout().baseDistance));
+}
+
+fk_ik::ArmDescription descriptionOfRows(const fk_ik::ArmMdh& mdh) {
+  return describe(mdh.rows, RowConvention::Modified, mdh.signs, mdh.base, mdh.flange);
+}
+
+// The equivalent rows, signs, base and flange rebuild every arm, whatever its layout.
+TEST(ArmMdh, RowsRebuildEveryArm) {
+  std::vector<NamedArm> arms = namedArms();
+  std::mt19937_64 rng(23);
+  for (int k = 0; k < test_support::caseCount(20); ++k) {
+    arms.push_back({"random",
+                    randomArm(rng, k % 2 ? RowConvention::Standard : RowConvention::Modified),
+                    ArmFamily::General, ArmFamily::General});
+  }
+  for (const NamedArm& named : arms) {
+    const fk_ik::ArmMdh& mdh = named.arm.mdh();
+    EXPECT_LT(mdh.deviation, 1e-13) << named.name;
+    for (double value : mdh.rows[0]) EXPECT_EQ(value, 0);
+    const Arm rebuilt = build(descriptionOfRows(mdh));
+    const double scale = named.arm.size() + named.arm.description().base.p.Norm();
+    for (int c = 0; c < 50; ++c) {
+      double q[6];
+      randomJoints(rng, 2 * M_PI, q);
+      KDL::Frame original, again;
+      named.arm.flangeFrame(q, original);
+      rebuilt.flangeFrame(q, again);
+      ASSERT_LT(frameDistance(original, again, scale), 1e-12) << named.name;
+    }
+  }
+}
+
+// Arms of the designed form turned every way the description allows (senses, theta
+// offsets, base, flange) are recognised, and their rows drive the designed functions:
+// init takes the rows, the joints go in with their senses, the flange goes in as the
+// tool, and the base is taken off the arm's pose.
+TEST(ArmMdh, DesignedFormArmsDriveTheDesignedFunctions) {
+  std::mt19937_64 rng(29);
+  std::uniform_real_distribution<double> angle(-M_PI, M_PI), length(-0.5, 0.5);
+  for (int a = 0; a < test_support::caseCount(40); ++a) {
+    const std::vector<MDH> records = test_support::randomSixAxisArm(rng);
+    double rows[6][4], signs[6];
+    for (int i = 0; i < 6; ++i) {
+      const MDH& r = records[i];
+      const double row[4] = {r.a, r.alpha, r.d, r.theta};
+      std::copy(row, row + 4, rows[i]);
+      signs[i] = angle(rng) < 0 ? -1 : 1;
+    }
+    const KDL::Frame base = frame(angle(rng), angle(rng), angle(rng), length(rng), 0, 1);
+    const KDL::Frame flange = frame(angle(rng), angle(rng), angle(rng), 0, length(rng), 0.1);
+    const Arm arm = build(describe(rows, RowConvention::Modified, signs, base, flange));
+    const fk_ik::ArmMdh& mdh = arm.mdh();
+    ASSERT_TRUE(mdh.designedForm) << "arm " << a;
+    EXPECT_EQ(arm.layout().family, ArmFamily::DesignedChain);
+    init(mdh.rows);
+    double tool[6] = {mdh.flange.p.x(), mdh.flange.p.y(), mdh.flange.p.z()};
+    mdh.flange.M.GetRPY(tool[3], tool[4], tool[5]);
+    for (int k = 0; k < 20; ++k) {
+      double q[6], senseQ[6], pose[6];
+      randomJoints(rng, M_PI, q);
+      for (int i = 0; i < 6; ++i) senseQ[i] = mdh.signs[i] * q[i];
+      ASSERT_EQ(jntPosToTcpPos(senseQ, tool, pose), 0);
+      KDL::Frame expected;
+      arm.flangeFrame(q, expected);
+      const KDL::Frame designed(KDL::Rotation::RPY(pose[3], pose[4], pose[5]),
+                                KDL::Vector(pose[0], pose[1], pose[2]));
+      ASSERT_LT(frameDistance(mdh.base * designed, expected, arm.size() + 1), 1e-12) << a;
+    }
+  }
+  // Arms of the other layouts are not taken for it.
+  for (const NamedArm& named : namedArms()) {
+    const bool designed = named.family == ArmFamily::DesignedChain;
+    EXPECT_EQ(named.arm.mdh().designedForm, designed) << named.name;
+    EXPECT_EQ(checkArmForm(named.arm.mdh().rows) == 0, designed) << named.name;
+  }
+}
+
+// Each refused description, through the C function that builds a handle from rows.
+TEST(ArmHandles, RefuseEachFaultWithItsMessage) {
+  const double identity[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
+  const double scaled[4][4] = {{1.001, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
+  const double mirrored[4][4] = {{-1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
+  const double lifted[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 1, 1}};
+  const double nanMatrix[4][4] = {{1, 0, 0, NAN}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
+  const double half[6] = {1, 1, 0.5, 1, 1, 1}, low[6] = {-1, -1, -1, 2, -1, -1};
+  const double nanLimits[6] = {0, NAN, 0, 0, 0, 0}, ones[6] = {1, 1, 1, 1, 1, 1};
+  double nanRows[6][4], hugeRows[6][4];
+  std::copy(&kParallelMiddleRows[0][0], &kParallelMiddleRows[0][0] + 24, &nanRows[0][0]);
+  std::copy(&kParallelMiddleRows[0][0], &kParallelMiddleRows[0][0] + 24, &hugeRows[0][0]);
+  nanRows[4][1] = NAN;
+  hugeRows[2][2] = INFINITY;
+  struct Row {
+    const char* fault;
+    const double (*rows)[4];
+    int convention;
+    const double *signs, (*base)[4], (*flange)[4], *lower, *upper;
+    const char* message;
+  } table[] = {
+      {"convention", kParallelMiddleRows, 2, 0, 0, 0, 0, 0, "convention is 2"},
+      {"sign", kParallelMiddleRows, 0, half, 0, 0, 0, 0, "sign of joint 3 is 0.5"},
+      {"twist", nanRows, 0, 0, 0, 0, 0, 0, "joint 5 frame: a rotation element is not finite"},
+      {"offset", hugeRows, 1, 0, 0, 0, 0, 0, "joint 4 frame: a translation element is not finite"},
+      {"scaled base", kParallelMiddleRows, 0, 0, scaled, 0, 0, 0,
+       "base frame: the rotation is not orthonormal"},
+      {"bottom row", kParallelMiddleRows, 0, 0, identity, lifted, 0, 0,
+       "flange frame: the bottom row"},
+      {"mirror", kParallelMiddleRows, 0, 0, 0, mirrored, 0, 0,
+       "flange frame: the rotation is a reflection"},
+      {"not finite", kParallelMiddleRows, 1, 0, nanMatrix, 0, 0, 0, "base frame: a translation"},
+      {"limit order", kParallelMiddleRows, 0, 0, 0, 0, low, ones, "joint 4 limits: lower 2"},
+      {"limit NaN", kParallelMiddleRows, 0, 0, 0, 0, nanLimits, 0, "joint 2 limits: lower nan"},
+  };
+  for (const Row& row : table) {
+    FkIkArm* arm = reinterpret_cast<FkIkArm*>(&table);
+    char message[200] = "unchanged";
+    EXPECT_EQ(armCreateFromRows(row.rows, row.convention, row.signs, row.base, row.flange,
+                                row.lower, row.upper, &arm, message, sizeof message),
+              FK_IK_ARM_INVALID)
+        << row.fault;
+    EXPECT_EQ(arm, nullptr) << row.fault;
+    EXPECT_NE(std::string(message).find(row.message), std::string::npos)
+        << row.fault << ": " << message;
+  }
+  // An axis of zero length comes from descriptions other than rows.
+  ArmDescription zeroAxis;
+  zeroAxis.axis[5] = KDL::Vector(0, 0, 1e-320) * 0.0;
+  Arm arm;
+  std::string message;
+  EXPECT_EQ(Arm::build(zeroAxis, arm, &message), fk_ik::Arm_Invalid);
+  EXPECT_EQ(message, "joint 6 axis: of zero length");
+}
+
+// Handles keep their arms apart, answer as the C++ arm does, and refuse a null handle; a
+// message is cut to the host's buffer.
+TEST(ArmHandles, HoldSeveralArmsAtOnce) {
+  FkIkArm *first = nullptr, *second = nullptr;
+  const double lower[6] = {-1, -2, -3, -4, -5, -6}, upper[6] = {1, 2, 3, 4, 5, 6};
+  ASSERT_EQ(armCreateFromRows(kParallelMiddleRows, FK_IK_MODIFIED_ROWS, 0, 0, 0, lower, upper,
+                              &first, 0, 0),
+            0);
+  ASSERT_EQ(
+      armCreateFromRows(kSphericalWristRows, FK_IK_STANDARD_ROWS, 0, 0, 0, 0, 0, &second, 0, 0), 0);
+  const Arm expected[2] = {build(describe(kParallelMiddleRows, RowConvention::Modified)),
+                           build(describe(kSphericalWristRows, RowConvention::Standard))};
+  const double q[6] = {0.3, -1.2, 1.5, -0.4, 1.1, 0.2}, tool[6] = {0.01, 0, 0.1, 0, 0.2, 0};
+  FkIkArm* handles[2] = {first, second};
+  for (int h = 0; h < 2; ++h) {
+    double pose[6], jacobian[6][6], jacobianDot[6][6], same[6][6];
+    ASSERT_EQ(armJntPosToTcpPos(handles[h], q, tool, pose), 0);
+    const KDL::Frame toolFrame(KDL::Rotation::RPY(0, 0.2, 0), KDL::Vector(0.01, 0, 0.1));
+    KDL::Frame tcp;
+    expected[h].tcpFrame(q, toolFrame, tcp);
+    const KDL::Frame answered(KDL::Rotation::RPY(pose[3], pose[4], pose[5]),
+                              KDL::Vector(pose[0], pose[1], pose[2]));
+    EXPECT_LT(frameDistance(answered, tcp, 1), 1e-15) << h;
+    ASSERT_EQ(armJacobianDot(handles[h], q, q, tool, jacobian, jacobianDot), 0);
+    ASSERT_EQ(armJacobian(handles[h], q, tool, same), 0);
+    fk_ik::ArmJacobian j;
+    expected[h].jacobian(q, toolFrame, j);
+    for (int r = 0; r < 6; ++r) {
+      for (int c = 0; c < 6; ++c) ASSERT_EQ(jacobian[r][c], j(r, c)) << h;
+    }
+    EXPECT_EQ(0, std::memcmp(jacobian, same, sizeof same));
+    Int32 family, designed;
+    char text[16];
+    ASSERT_EQ(armLayout(handles[h], &family, 0, 0, 0, text, sizeof text), 0);
+    EXPECT_EQ(family, static_cast<Int32>(expected[h].layout().family));
+    EXPECT_EQ(std::string(text), expected[h].layout().text().substr(0, 15));
+    ASSERT_EQ(armMdh(handles[h], 0, 0, 0, 0, &designed), 0);
+    EXPECT_EQ(designed, h == 0);
+  }
+  double low[6], high[6];
+  ASSERT_EQ(armLimits(first, low, high), 0);
+  EXPECT_EQ(low[5], -6);
+  EXPECT_EQ(high[1], 2);
+  ASSERT_EQ(armLimits(second, low, high), 0);
+  EXPECT_TRUE(std::isinf(low[0]) && std::isinf(high[0]));
+  armDestroy(first);
+  armDestroy(second);
+  armDestroy(nullptr);
+  double pose[6];
+  EXPECT_EQ(armJntPosToTcpPos(nullptr, q, tool, pose), FK_IK_ARM_INVALID);
+  char cut[8];
+  FkIkArm* none;
+  const double bad[6] = {3, 1, 1, 1, 1, 1};
+  EXPECT_EQ(armCreateFromRows(kParallelMiddleRows, 0, bad, 0, 0, 0, 0, &none, cut, sizeof cut), 9);
+  EXPECT_EQ(std::string(cut), "the sig");
+}
+
+}  // namespace
