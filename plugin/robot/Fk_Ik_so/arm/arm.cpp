@@ -24,10 +24,12 @@ inline ColumnFrame load(const Float64 (&column)[4][4]) {
   return f;
 }
 
-inline ColumnFrame product(const ColumnFrame& a, const ColumnFrame& b) {
+// a * b, b's elements read from memory one at a time: broadcasting them from a vector
+// register instead would cost a store and a stalled load each.
+inline ColumnFrame product(const ColumnFrame& a, const Float64 (&b)[4][4]) {
   ColumnFrame m;
-  for (int j = 0; j < 3; ++j) m.c[j] = a.c[0] * b.c[j][0] + a.c[1] * b.c[j][1] + a.c[2] * b.c[j][2];
-  m.p = a.c[0] * b.p[0] + a.c[1] * b.p[1] + a.c[2] * b.p[2] + a.p;
+  for (int j = 0; j < 3; ++j) m.c[j] = a.c[0] * b[j][0] + a.c[1] * b[j][1] + a.c[2] * b[j][2];
+  m.p = a.c[0] * b[3][0] + a.c[1] * b[3][1] + a.c[2] * b[3][2] + a.p;
   return m;
 }
 
@@ -73,6 +75,29 @@ KDL::Rotation alongZ(const KDL::Vector& z) {
   return KDL::Rotation(x, z * x, z);
 }
 
+// Code for processors with AVX2 beside the baseline's, chosen when the library is loaded:
+// the baseline's four-lane vectors are pairs of two-lane ones, and it builds every
+// broadcast scalar through memory. Both round alike (no fused operations in either).
+#if defined(__x86_64__) && defined(__GNUC__)
+#define FK_IK_ARM_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define FK_IK_ARM_CLONES
+#endif
+
+// The flange at q and, when frames is not null, each joint's frame after its own rotation.
+FK_IK_ARM_CLONES void chainFrames(const Arm::Link* link, const Float64 q[Arm_Dof],
+                                  KDL::Frame* frames, KDL::Frame& flange) {
+  Float64 s[8], c[8];
+  sinCos6(q, s, c);
+  ColumnFrame f = load(link[0].column);
+  for (int i = 0; i < Arm_Dof; ++i) {
+    if (i > 0) f = product(f, link[i].column);
+    turn(f, s[i], c[i]);
+    if (frames) frames[i] = toFrame(f);
+  }
+  flange = toFrame(product(f, link[Arm_Dof].column));
+}
+
 }  // namespace
 
 Arm::Arm() {
@@ -103,15 +128,7 @@ Void Arm::_assign(const ArmDescription& description) {
 }
 
 Void Arm::flangeFrame(const Float64 q[Arm_Dof], KDL::Frame& flange) const {
-  Float64 s[8], c[8];
-  sinCos6(q, s, c);
-  ColumnFrame f = load(_link[0].column);
-  turn(f, s[0], c[0]);
-  for (int i = 1; i < Arm_Dof; ++i) {
-    f = product(f, load(_link[i].column));
-    turn(f, s[i], c[i]);
-  }
-  flange = toFrame(product(f, load(_link[Arm_Dof].column)));
+  chainFrames(_link, q, nullptr, flange);
 }
 
 Void Arm::tcpFrame(const Float64 q[Arm_Dof], const KDL::Frame& tool, KDL::Frame& tcp) const {
@@ -121,15 +138,7 @@ Void Arm::tcpFrame(const Float64 q[Arm_Dof], const KDL::Frame& tool, KDL::Frame&
 }
 
 Void Arm::jointFrames(const Float64 q[Arm_Dof], KDL::Frame frames[Arm_Dof + 1]) const {
-  Float64 s[8], c[8];
-  sinCos6(q, s, c);
-  ColumnFrame f = load(_link[0].column);
-  for (int i = 0; i < Arm_Dof; ++i) {
-    if (i > 0) f = product(f, load(_link[i].column));
-    turn(f, s[i], c[i]);
-    frames[i] = toFrame(f);
-  }
-  frames[Arm_Dof] = toFrame(product(f, load(_link[Arm_Dof].column)));
+  chainFrames(_link, q, frames, frames[Arm_Dof]);
 }
 
 Void Arm::jacobian(const Float64 q[Arm_Dof], const KDL::Frame& tool, ArmJacobian& jacobian) const {

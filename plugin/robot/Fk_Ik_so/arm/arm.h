@@ -48,7 +48,6 @@ class FK_IK_SO_API Arm {
   Void jacobianDot(const Float64 q[Arm_Dof], const Float64 qd[Arm_Dof], const KDL::Frame& tool,
                    ArmJacobian& jacobian, ArmJacobian& jacobianDot) const;
 
- private:
   // The description turned so that every joint turns about its frame's z axis:
   //   flange = link[0] Rot_z(q0) link[1] ... link[5] Rot_z(q5) link[6],
   // the base folded into link[0] and the flange into link[6]; rotations by columns, each
@@ -57,6 +56,7 @@ class FK_IK_SO_API Arm {
     Float64 column[4][4];
   };
 
+ private:
   // Fills everything from a description that passed its check.
   Void _assign(const ArmDescription& description);
 

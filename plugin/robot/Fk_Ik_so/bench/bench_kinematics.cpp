@@ -32,6 +32,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_arm.h"
 #include "fk_ik_so.h"
 #include "fk_solver_pos_tarvin2_6dof.h"
 #include "ik_solver_pos_tarvin2_6dof.h"
@@ -500,13 +501,19 @@ const Operation kOperations[] = {
     {"fk/C jntPosToTcpPos", cFunctionFk, "fk/KDL recursive+GetRPY", &kForwardPoseFloor},
     {"fk/Robot jntPosToTcpPos", robotFk, "fk/KDL recursive+GetRPY", &kForwardPoseFloor},
     {"fk/FkSolverPos flange", fkSolverPosFlange, "", &kJointsFloor},
+    // Any arm: the last column is the designed call's time over this one's.
+    {"fk/Arm flangeFrame", armFlange, "fk/FkSolverPos flange", &kJointsFloor},
+    {"fk/C armJntPosToTcpPos", armCTcpPos, "fk/C jntPosToTcpPos", &kForwardPoseFloor},
     {"fk/KDL recursive+GetRPY", kdlFkRecursive, "", &kForwardPoseFloor},
     {"jacobian/FkSolverPos jntPosToJacobians", fkSolverPosJacobians,
      "jacobian/KDL ChainJntToJacSolver", &kJointsFloor},
     {"jacobian/KDL ChainJntToJacSolver", kdlJacobian, "", &kJointsFloor},
+    {"jacobian/Arm jacobian", armJacobian, "jacobian/KDL ChainJntToJacSolver", &kJointsFloor},
     {"jacobianDot/FkSolverPos jntPosToJacobiansDot", fkSolverPosJacobiansDot,
      "jacobianDot/KDL ChainJntToJacDotSolver", &kJointsFloor},
     {"jacobianDot/KDL ChainJntToJacDotSolver", kdlJacobianDot, "", &kJointsFloor},
+    {"jacobianDot/Arm jacobianDot", armJacobianDot, "jacobianDot/KDL ChainJntToJacDotSolver",
+     &kJointsFloor},
     {"ik/C tcpPosToJntPos", cFunctionIk, "ik/KDL NR_JL", &kInverseFloor},
     {"ik/Robot tcpPosToJntPos", robotIk, "ik/KDL NR_JL", &kInverseFloor},
     {"ik/IkSolverPos flangePosToJntPos", ikSolverPosFlange, "ik/KDL NR_JL", &kInverseFlangeFloor},

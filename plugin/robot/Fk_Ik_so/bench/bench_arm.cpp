@@ -1,0 +1,96 @@
+#include "bench_arm.h"
+
+#include <array>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "arm.h"
+#include "fk_ik_arm.h"
+#include "host_support.h"
+
+namespace {
+
+const unsigned kSamples = 1024;  // a power of two: inputs are cycled through with a mask
+const double kTool[6] = {0.01, -0.02, 0.15, 0.1, -0.2, 0.3};
+
+struct ArmWorkload {
+  ArmWorkload() {
+    const double signs[6] = {1, -1, 1, 1, -1, 1};
+    const double base[4][4] = {{-1, 0, 0, 0.2}, {0, -1, 0, -0.1}, {0, 0, 1, 0.05}, {0, 0, 0, 1}};
+    const double flange[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0.1}, {0, 0, 0, 1}};
+    armCreateFromRows(host_support::SampleArm, FK_IK_MODIFIED_ROWS, signs, base, flange, nullptr,
+                      nullptr, &handle, nullptr, 0);
+    fk_ik::ArmDescription description;
+    fk_ik::ArmDescription::fromRows(
+        host_support::SampleArm, fk_ik::RowConvention::Modified, signs,
+        KDL::Frame(KDL::Rotation::RotZ(M_PI), KDL::Vector(0.2, -0.1, 0.05)),
+        KDL::Frame(KDL::Vector(0, 0, 0.1)), description, nullptr);
+    fk_ik::Arm::build(description, arm, nullptr);
+    tool = KDL::Frame(KDL::Rotation::RPY(kTool[3], kTool[4], kTool[5]),
+                      KDL::Vector(kTool[0], kTool[1], kTool[2]));
+    std::mt19937_64 rng(8);
+    std::uniform_real_distribution<double> angle(-M_PI, M_PI);
+    joints.resize(kSamples);
+    velocities.resize(kSamples);
+    for (unsigned k = 0; k < kSamples; ++k) {
+      for (int i = 0; i < 6; ++i) {
+        joints[k][i] = angle(rng);
+        velocities[k][i] = angle(rng);
+      }
+    }
+  }
+  FkIkArm* handle = nullptr;
+  fk_ik::Arm arm;
+  KDL::Frame tool;
+  std::vector<std::array<double, 6>> joints, velocities;
+};
+
+ArmWorkload& workload() {
+  static ArmWorkload w;
+  return w;
+}
+
+}  // namespace
+
+void armFlange(benchmark::State& state) {
+  ArmWorkload& w = workload();
+  KDL::Frame flange;
+  unsigned k = 0;
+  for (auto _ : state) {
+    w.arm.flangeFrame(w.joints[k++ & (kSamples - 1)].data(), flange);
+    benchmark::DoNotOptimize(flange);
+  }
+}
+
+void armCTcpPos(benchmark::State& state) {
+  ArmWorkload& w = workload();
+  double tcp[6];
+  unsigned k = 0;
+  for (auto _ : state) {
+    armJntPosToTcpPos(w.handle, w.joints[k++ & (kSamples - 1)].data(), kTool, tcp);
+    benchmark::DoNotOptimize(tcp);
+  }
+}
+
+void armJacobian(benchmark::State& state) {
+  ArmWorkload& w = workload();
+  fk_ik::ArmJacobian jacobian;
+  unsigned k = 0;
+  for (auto _ : state) {
+    w.arm.jacobian(w.joints[k++ & (kSamples - 1)].data(), w.tool, jacobian);
+    benchmark::DoNotOptimize(jacobian);
+  }
+}
+
+void armJacobianDot(benchmark::State& state) {
+  ArmWorkload& w = workload();
+  fk_ik::ArmJacobian jacobian, jacobianDot;
+  unsigned k = 0;
+  for (auto _ : state) {
+    const unsigned s = k++ & (kSamples - 1);
+    w.arm.jacobianDot(w.joints[s].data(), w.velocities[s].data(), w.tool, jacobian, jacobianDot);
+    benchmark::DoNotOptimize(jacobian);
+    benchmark::DoNotOptimize(jacobianDot);
+  }
+}

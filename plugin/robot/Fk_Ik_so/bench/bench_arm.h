@@ -1,0 +1,15 @@
+// The timed calls of arms of any six revolute joints, registered by bench_kinematics.cpp
+// beside the designed solvers' so that their ratios come from one run.
+#ifndef FK_IK_SO_BENCH_ARM_H
+#define FK_IK_SO_BENCH_ARM_H
+
+#include <benchmark/benchmark.h>
+
+// The sample arm as any arm (joint senses, a turned base and a flange frame): its flange,
+// the tool centre point through the C handle, the Jacobian and dJ/dt.
+void armFlange(benchmark::State& state);
+void armCTcpPos(benchmark::State& state);
+void armJacobian(benchmark::State& state);
+void armJacobianDot(benchmark::State& state);
+
+#endif  // FK_IK_SO_BENCH_ARM_H
