@@ -6,6 +6,9 @@
 // on: code ranges, six zeros on failure, and on a folded chain-form arm with links of at least
 // 0.05 finite forward poses and answers reaching the target to 1e-6 (mode -1 the single answer
 // bit for bit, nearest answers within their limits, code 8 exactly for NaN or crossed limits).
+// The same values build arms through the handle functions, in both row conventions, with
+// joint senses, base and flange taken from them: each is refused with a message or built,
+// and a built arm of folded values puts its flange where the plain chain product does.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -13,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fk_ik_arm.h"
 #include "host_support.h"
 
 namespace {
@@ -102,6 +106,53 @@ void checkInverses(const Input& in, const double (&target)[6], bool exact, bool 
   for (int i = 0; i < 6 && code == 0; ++i) REQUIRE(out[i] >= in.jnt[i] && out[i] <= in.ref[i]);
 }
 
+// A homogeneous matrix of a pose vector.
+void poseMatrix(const double (&pose)[6], double (&m)[4][4]) {
+  const KDL::Frame f = host_support::poseFrame(pose);
+  for (int i = 0; i < 4; ++i)
+    for (int j = 0; j < 4; ++j) m[i][j] = i == 3 ? j == 3 : j == 3 ? f.p(i) : f.M(i, j);
+}
+
+void checkArms(const Input& in) {
+  double signs[6], base[4][4], flange[4][4], pose[6], jacobian[6][6], jacobianDot[6][6];
+  // Raw senses and limits are refused nearly always: only unfolded inputs of the odd modes
+  // take them.
+  const bool raw = !in.folded && in.mode % 2;
+  for (int i = 0; i < 6; ++i) signs[i] = raw ? in.ref[i] : in.ref[i] < 0 ? -1 : 1;
+  poseMatrix(in.pose, base);
+  poseMatrix(in.tool, flange);
+  for (int convention : {FK_IK_MODIFIED_ROWS, FK_IK_STANDARD_ROWS}) {
+    FkIkArm* arm = nullptr;
+    char message[128] = "";
+    const int code =
+        armCreateFromRows(in.arm, convention, signs, base, flange, raw ? in.jnt : nullptr,
+                          raw ? in.ref : nullptr, &arm, message, sizeof message);
+    REQUIRE(code == 0 ? arm != nullptr : code == FK_IK_ARM_INVALID && !arm && message[0]);
+    if (!arm) continue;
+    REQUIRE(armJntPosToTcpPos(arm, in.jnt, in.tool, pose) == 0);
+    REQUIRE(armJacobianDot(arm, in.jnt, in.ref, in.tool, jacobian, jacobianDot) == 0);
+    int family, designed;
+    double rows[6][4];
+    REQUIRE(armLayout(arm, &family, nullptr, nullptr, nullptr, message, sizeof message) == 0);
+    REQUIRE(family >= 0 && family <= 4);
+    REQUIRE(armMdh(arm, rows, nullptr, nullptr, nullptr, &designed) == 0);
+    REQUIRE(designed == (checkArmForm(rows) == 0));
+    if (in.folded && convention == FK_IK_MODIFIED_ROWS && std::fabs(std::cos(pose[4])) > 1e-6) {
+      // The plain product of the same rows, senses, base and flange (away from a pitch of
+      // +-pi/2, where the pose vector's roll and yaw lose their precision).
+      KDL::Frame expected = host_support::poseFrame(in.pose);
+      for (int i = 0; i < 6; ++i) {
+        const double* r = in.arm[i];
+        expected =
+            expected * KDL::Frame::DH_Craig1989(r[0], r[1], r[2], r[3] + signs[i] * in.jnt[i]);
+      }
+      expected = expected * host_support::poseFrame(in.tool) * host_support::poseFrame(in.tool);
+      REQUIRE(host_support::distance(host_support::poseFrame(pose), expected) <= 1e-9);
+    }
+    armDestroy(arm);
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -115,6 +166,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (exact) REQUIRE(host_support::allFinite(tcp));
   checkInverses(in, in.pose, exact, false);
   checkInverses(in, tcp, exact, true);
+  checkArms(in);
   const int form = checkArmForm(in.arm);
   REQUIRE(form >= 0 && form <= 24);
   if (in.folded && in.chainForm) {

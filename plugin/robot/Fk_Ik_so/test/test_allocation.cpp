@@ -1,5 +1,7 @@
 // No computing call allocates; an allocation failing in init leaves no model until one succeeds.
 #include "allocation_counter.h"
+#include "arm_handle.h"
+#include "arm_test_support.h"
 #include "fk_ik_so.h"
 #include "fk_solver_pos_tarvin2_6dof.h"
 #include "test_support.h"
@@ -49,6 +51,35 @@ TEST(Allocation, ComputingCallsAllocateNothing) {
     }
   }
   EXPECT_TRUE(codes[0] > 0 && codes[5] > 0 && codes[7] > 0);  // success and failures taken
+}
+
+// Any arm's computing calls, C++ and C, on every layout.
+TEST(Allocation, ArmCallsAllocateNothing) {
+  std::mt19937_64 rng(37);
+  const double tool[6] = {0.01, -0.02, 0.15, 0.1, -0.2, 0.3};
+  for (const arm_test::NamedArm& named : arm_test::namedArms()) {
+    FkIkArm* handle = fk_ik::newArmHandle(named.arm);
+    for (int k = 0; k < 20; ++k) {
+      double q[6], qd[6], pose[6], j[6][6], jDot[6][6], low[6], high[6];
+      arm_test::randomJoints(rng, 4, q);
+      arm_test::randomJoints(rng, 1, qd);
+      KDL::Frame frames[7], tcp;
+      fk_ik::ArmJacobian jacobian, jacobianDot;
+      const long before = allocationCount;
+      named.arm.flangeFrame(q, tcp);
+      named.arm.tcpFrame(q, frames[0], tcp);
+      named.arm.jointFrames(q, frames);
+      named.arm.jacobian(q, tcp, jacobian);
+      named.arm.jacobianDot(q, qd, tcp, jacobian, jacobianDot);
+      armJntPosToTcpPos(handle, q, tool, pose);
+      armJacobian(handle, q, tool, j);
+      armJacobianDot(handle, q, qd, tool, j, jDot);
+      armLimits(handle, low, high);
+      armMdh(handle, nullptr, nullptr, nullptr, nullptr, nullptr);
+      EXPECT_EQ(allocationCount - before, 0) << named.name;
+    }
+    armDestroy(handle);
+  }
 }
 
 // init allocates the Robot and its three parts last; a failure there leaves no model.

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <thread>
 
+#include "arm_handle.h"
+#include "arm_test_support.h"
 #include "fk_ik_so.h"
 #include "test_support.h"
 
@@ -58,4 +60,41 @@ TEST(ConcurrentCalls, EightThreadsAnswerBitForBitAsOneThreadDoes) {
     });
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(mismatches.load(), 0);
+}
+
+// One arm handle of every layout shared by eight threads: poses and Jacobians bit for bit.
+TEST(ConcurrentCalls, ArmHandlesAnswerBitForBitAsOneThreadDoes) {
+  std::vector<FkIkArm*> handles;
+  for (const arm_test::NamedArm& named : arm_test::namedArms())
+    handles.push_back(fk_ik::newArmHandle(named.arm));
+  struct Call {
+    FkIkArm* arm;
+    double q[6], qd[6], tool[6], pose[6], j[6][6], jDot[6][6];
+  } calls[300];
+  std::mt19937_64 rng(41);
+  for (int k = 0; k < 300; ++k) {
+    Call& c = calls[k];
+    c.arm = handles[k % handles.size()];
+    arm_test::randomJoints(rng, 4, c.q);
+    arm_test::randomJoints(rng, 1, c.qd);
+    arm_test::randomJoints(rng, 0.2, c.tool);
+    ASSERT_EQ(armJntPosToTcpPos(c.arm, c.q, c.tool, c.pose), 0);
+    ASSERT_EQ(armJacobianDot(c.arm, c.q, c.qd, c.tool, c.j, c.jDot), 0);
+  }
+  std::atomic<int> mismatches(0);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t)
+    threads.emplace_back([&, t] {
+      for (int n = 0; n < test_support::caseCount(20000) / 4; ++n) {
+        const Call& c = calls[(n * 7 + t * 37) % 300];
+        double pose[6], j[6][6], jDot[6][6];
+        mismatches += armJntPosToTcpPos(c.arm, c.q, c.tool, pose) != 0 ||
+                      std::memcmp(pose, c.pose, sizeof pose) ||
+                      armJacobianDot(c.arm, c.q, c.qd, c.tool, j, jDot) != 0 ||
+                      std::memcmp(j, c.j, sizeof j) || std::memcmp(jDot, c.jDot, sizeof jDot);
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(mismatches.load(), 0);
+  for (FkIkArm* handle : handles) armDestroy(handle);
 }
