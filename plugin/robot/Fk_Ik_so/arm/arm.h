@@ -58,7 +58,7 @@ class FK_IK_SO_API Arm {
 
  private:
   // Fills everything from a description that passed its check.
-  Void _assign(const ArmDescription& description);
+  FK_IK_SO_LOCAL Void _assign(const ArmDescription& description);
 
   ArmDescription _description;
   Link _link[Arm_Dof + 1];

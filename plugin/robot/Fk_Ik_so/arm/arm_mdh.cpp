@@ -18,7 +18,7 @@ KDL::Frame frameOf(const KDL::Vector& x, const KDL::Vector& z, const KDL::Vector
 }
 
 // The modified frames of the axes at zero, each joint's z axis in its own sense.
-void naturalFrames(const KDL::Vector* p, const KDL::Vector* u, KDL::Frame* frame) {
+void naturalFrames(const KDL::Vector* p, const KDL::Vector* u, Float64 size, KDL::Frame* frame) {
   KDL::Vector origin = p[0];
   KDL::Vector x = acrossUnit(u[0], KDL::Vector(1, 0, 0));
   for (int i = 0; i + 1 < Arm_Dof; ++i) {
@@ -29,7 +29,8 @@ void naturalFrames(const KDL::Vector* p, const KDL::Vector* u, KDL::Frame* frame
       // Through the foot of the normal before (or the first frame's origin).
       const KDL::Vector toNext = p[i + 1] - origin;
       const KDL::Vector gap = toNext - u[i] * KDL::dot(toNext, u[i]);
-      x = acrossUnit(u[i], gap.Norm() > 0 ? gap : x);
+      // Axes on one line (to rounding) leave the normal's direction free: the one before.
+      x = acrossUnit(u[i], gap.Norm() > kParallel * size ? gap : x);
       foot = origin + gap;
     } else {
       // The closest points of the two lines, and the normal's direction from this axis
@@ -104,7 +105,7 @@ ArmMdh ArmMdh::of(const Arm& arm) {
   KDL::Vector point[Arm_Dof], direction[Arm_Dof];
   arm.description().axesAtZero(point, direction);
   KDL::Frame natural[Arm_Dof];
-  naturalFrames(point, direction, natural);
+  naturalFrames(point, direction, arm.size(), natural);
 
   KDL::Frame chosen[Arm_Dof];
   int flips[Arm_Dof] = {};

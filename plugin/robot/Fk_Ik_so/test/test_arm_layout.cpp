@@ -12,6 +12,9 @@ namespace {
 using namespace arm_test;
 
 TEST(ArmLayout, NamesTheLayoutEachArmWasBuiltWith) {
+  const char* const names[] = {"designed chain", "spherical wrist", "spherical base",
+                               "three parallel", "general"};
+  for (int f = 0; f < 5; ++f) EXPECT_STREQ(fk_ik::familyName(ArmFamily(f)), names[f]);
   for (const NamedArm& named : namedArms()) {
     const fk_ik::ArmLayout& layout = named.arm.layout();
     EXPECT_EQ(layout.family, named.family) << named.name << "\n" << layout.text();
@@ -56,6 +59,14 @@ TEST(ArmMdh, RowsRebuildEveryArm) {
                     randomArm(rng, k % 2 ? RowConvention::Standard : RowConvention::Modified),
                     ArmFamily::General, ArmFamily::General});
   }
+  // Axes 1 and 2 on one line, the base tilted: the first normal's direction is free.
+  double coincident[6][4];
+  std::copy(&kThreeParallelRows[0][0], &kThreeParallelRows[0][0] + 24, &coincident[0][0]);
+  coincident[1][0] = coincident[1][1] = 0;
+  arms.push_back(
+      {"coincident",
+       build(describe(coincident, RowConvention::Modified, nullptr, frame(0.3, 0.5, 0.7, 0, 0, 0))),
+       ArmFamily::General, ArmFamily::General});
   for (const NamedArm& named : arms) {
     const fk_ik::ArmMdh& mdh = named.arm.mdh();
     EXPECT_LT(mdh.deviation, 1e-13) << named.name;
@@ -221,8 +232,14 @@ TEST(ArmHandles, HoldSeveralArmsAtOnce) {
   armDestroy(first);
   armDestroy(second);
   armDestroy(nullptr);
-  double pose[6];
+  double pose[6], j[6][6], rows[6][4];
+  Int32 family;
   EXPECT_EQ(armJntPosToTcpPos(nullptr, q, tool, pose), FK_IK_ARM_INVALID);
+  EXPECT_EQ(armJacobian(nullptr, q, tool, j), FK_IK_ARM_INVALID);
+  EXPECT_EQ(armJacobianDot(nullptr, q, q, tool, j, j), FK_IK_ARM_INVALID);
+  EXPECT_EQ(armLimits(nullptr, low, high), FK_IK_ARM_INVALID);
+  EXPECT_EQ(armLayout(nullptr, &family, 0, 0, 0, 0, 0), FK_IK_ARM_INVALID);
+  EXPECT_EQ(armMdh(nullptr, rows, 0, 0, 0, 0), FK_IK_ARM_INVALID);
   char cut[8];
   FkIkArm* none;
   const double bad[6] = {3, 1, 1, 1, 1, 1};
