@@ -89,8 +89,8 @@ bool searchDesigned(const KDL::Frame* natural, int k, KDL::Frame* chosen, int* f
       rows[k].alpha = row[1];
       rows[k].d = row[2];
       rows[k].theta = row[3];
-      // Rows after k are zero: the first value that fails must lie beyond row k.
-      for (int j = k + 1; j < Arm_Dof; ++j) rows[j] = MDH();
+      // A value failing in rows 0 ... k prunes the branch; rows after k, still those of an
+      // earlier branch, can only fail later.
       const Int32 failing = Chain_MDH4::checkArmForm(rows);
       if (failing != 0 && failing <= 4 * (k + 1)) continue;
     }
