@@ -142,7 +142,11 @@ ArmMdh ArmMdh::of(const Arm& arm) {
     KDL::Frame exact;
     arm.flangeFrame(q, exact);
     const KDL::Frame rows = mdh.flangeFrame(q);
-    const Float64 off = (rows.p - exact.p).Norm() / arm.size() + KDL::diff(rows.M, exact.M).Norm();
+    Float64 rotation = 0;
+    for (int i = 0; i < 9; ++i) {
+      rotation = std::fmax(rotation, std::fabs(rows.M.data[i] - exact.M.data[i]));
+    }
+    const Float64 off = (rows.p - exact.p).Norm() / arm.size() + rotation;
     mdh.deviation = std::fmax(mdh.deviation, std::isnan(off) ? INFINITY : off);
   }
   return mdh;

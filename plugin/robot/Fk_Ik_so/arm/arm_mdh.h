@@ -32,7 +32,8 @@ struct FK_IK_SO_API ArmMdh {
   // as base * (the designed forward kinematics at sign_i q_i) * flange.
   Bool designedForm;
   // The largest distance between the rows' flange and the arm's over a few fixed joint
-  // positions: origins relative to the arm's size, plus the rotation's angle.
+  // positions: origins relative to the arm's size, plus the largest difference of the
+  // rotations' elements.
   Float64 deviation;
 
   // The description of the arm's axes (its forward kinematics measures the deviation).

@@ -1,31 +1,22 @@
 // _fk_ik: the Python extension behind the fk_ik package. It wraps one Robot per Python
-// object and calls it one pose at a time or in batches split over threads of its own.
-//
-// Every value a Python caller passes is checked here before the library sees it (shape,
-// numeric type, finiteness), so that a mistake raises ValueError or TypeError instead of
-// tripping one of the library's assertions, which would abort the interpreter.
-#include <pybind11/numpy.h>
-#include <pybind11/pybind11.h>
-
+// object and calls it one pose at a time or in batches split over threads of its own;
+// fk_ik.Arm, for arms of any layout, is bound in arm_binding.cpp. The argument checks
+// both share are in module_args.h.
 #include <algorithm>
-#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <string>
-#include <system_error>
-#include <thread>
 #include <vector>
 
 #include "chain_mdh4.h"
 #include "fk_solver_pos.h"
 #include "jacobian.h"
+#include "module_args.h"
 #include "robot.h"
 
-namespace py = pybind11;
+using namespace fk_ik_python;
 
 namespace {
-
-using Array = py::array_t<double, py::array::c_style | py::array::forcecast>;
 
 // The result codes as the Python enum fk_ik.Code; members are looked up by value.
 const char* const kCodeNames[] = {"SOLVED",         "NO_MODEL",       "SHOULDER_SINGULAR",
@@ -39,80 +30,6 @@ PyObject* codeMembers[kCodeCount] = {};
 py::object codeObject(Int32 code) {
   if (code >= 0 && code < kCodeCount) return py::reinterpret_borrow<py::object>(codeMembers[code]);
   return py::int_(code);
-}
-
-// An array shape a caller may pass: `rows` values (1-D, columns 0) or rows x columns; rows
-// -1 stands for any count.
-struct Shape {
-  py::ssize_t rows;
-  py::ssize_t columns;
-};
-
-std::string shapeText(Shape shape) {
-  const std::string rows = shape.rows < 0 ? "n" : std::to_string(shape.rows);
-  return shape.columns == 0 ? "(" + rows + ",)"
-                            : "(" + rows + ", " + std::to_string(shape.columns) + ")";
-}
-
-// obj as a C-ordered float64 array, after checking that it holds integers or floats, that
-// its shape is one of `shapes` and, unless allowInfinite, that every value is finite;
-// allowInfinite still refuses NaN. The messages are built only when they are needed.
-Array checkedArray(py::handle obj, const char* name, std::initializer_list<Shape> shapes,
-                   bool allowInfinite = false) {
-  const auto wanted = [&] {
-    std::string text;
-    for (const Shape& shape : shapes) text += (text.empty() ? "" : " or ") + shapeText(shape);
-    return text;
-  };
-  if (obj.is_none())
-    throw py::type_error(std::string(name) + " must be an array of numbers, not None");
-  // numpy.asarray, kept for the life of the process like the code members.
-  static PyObject* asarray =
-      py::object(py::module_::import("numpy").attr("asarray")).release().ptr();
-  py::array a;
-  if (py::isinstance<py::array>(obj)) {
-    a = py::reinterpret_borrow<py::array>(obj);
-  } else {
-    try {
-      a = py::reinterpret_borrow<py::object>(asarray)(obj);
-    } catch (py::error_already_set& e) {
-      // numpy refuses ragged nested sequences with ValueError: a shape problem.
-      if (!e.matches(PyExc_ValueError)) throw;
-      throw py::value_error(std::string(name) + " must have shape " + wanted() + ": " +
-                            std::string(py::str(e.value())));
-    }
-  }
-  const char kind = a.dtype().kind();
-  if (kind != 'i' && kind != 'u' && kind != 'f') {
-    throw py::type_error(std::string(name) + " must hold numbers (integers or floats), got dtype " +
-                         std::string(py::str(a.dtype())));
-  }
-  bool shapeOk = false;
-  for (const Shape& shape : shapes) {
-    shapeOk = shapeOk ||
-              (shape.columns == 0 ? a.ndim() == 1 && a.shape(0) == shape.rows
-                                  : a.ndim() == 2 && (shape.rows < 0 || a.shape(0) == shape.rows) &&
-                                        a.shape(1) == shape.columns);
-  }
-  if (!shapeOk) {
-    std::string got = "(";
-    for (py::ssize_t i = 0; i < a.ndim(); ++i) {
-      got += std::to_string(a.shape(i)) + (a.ndim() == 1 ? "," : i + 1 < a.ndim() ? ", " : "");
-    }
-    throw py::value_error(std::string(name) + " must have shape " + wanted() + ", got " + got +
-                          ")");
-  }
-  Array values = Array::ensure(a);
-  const double* p = values.data();
-  for (py::ssize_t i = 0; i < values.size(); ++i) {
-    if (std::isnan(p[i]) || (!allowInfinite && std::isinf(p[i]))) {
-      throw py::value_error(std::string(name) + " must be " +
-                            (allowInfinite ? "free of NaN" : "finite") + ": element " +
-                            std::to_string(i) + " (flat index) is " +
-                            std::string(py::str(py::float_(p[i]))));
-    }
-  }
-  return values;
 }
 
 Tool toolOf(const py::object& tool) {
@@ -135,35 +52,6 @@ MathVector vectorOf(const double* p) {
   return v;
 }
 
-// obj as an integer in [lowest, highest]: TypeError when it is not an integer (a bool
-// neither), ValueError outside the range, which `range` describes.
-long long integerOf(const py::object& obj, const char* name, long long lowest, long long highest,
-                    const char* range) {
-  PyObject* index = py::isinstance<py::bool_>(obj) ? nullptr : PyNumber_Index(obj.ptr());
-  if (index == nullptr) {
-    PyErr_Clear();
-    throw py::type_error(std::string(name) + " must be an int");
-  }
-  int overflow = 0;
-  const long long value = PyLong_AsLongLongAndOverflow(index, &overflow);
-  Py_DECREF(index);
-  if (overflow != 0 || value < lowest || value > highest) {
-    throw py::value_error(std::string(name) + " must be " + range);
-  }
-  return value;
-}
-
-// The worker count of a batch: `threads` (None: the machine's cores), but no more than one
-// per kMinRows rows, since starting a thread costs about as much as that many calls.
-const py::ssize_t kMinRows = 256;
-py::ssize_t workerCount(const py::object& threads, py::ssize_t rows) {
-  long long wanted = std::max(1u, std::thread::hardware_concurrency());
-  if (!threads.is_none()) {
-    wanted = std::min(1024LL, integerOf(threads, "threads", 1, LLONG_MAX, "None or at least 1"));
-  }
-  return std::max<py::ssize_t>(1, std::min<py::ssize_t>(wanted, rows / kMinRows));
-}
-
 // The configuration mode argument: None asks for the designed inverse (the reference's
 // mode); an int, -1 included, goes to the explicit-mode inverse, which answers INVALID_MODE
 // for values other than -1 and 0 ... 7.
@@ -171,32 +59,6 @@ bool modeOf(const py::object& mode, Int32& value) {
   if (mode.is_none()) return false;
   value = static_cast<Int32>(integerOf(mode, "mode", INT32_MIN, INT32_MAX, "a 32-bit int"));
   return true;
-}
-
-// Calls rowsFrom(begin, end) over [0, rows) split into `workers` contiguous chunks, the first
-// on the calling thread, without the GIL. Each row's answer depends on that row alone, so
-// the split never changes a result. A thread that cannot be started leaves its chunk to
-// the calling thread.
-template <class RowsFrom>
-void forChunks(py::ssize_t rows, py::ssize_t workers, const RowsFrom& rowsFrom) {
-  py::gil_scoped_release released;
-  const py::ssize_t chunk = (rows + workers - 1) / std::max<py::ssize_t>(workers, 1);
-  // Room reserved first: growing either vector could throw while threads run.
-  std::vector<std::thread> started;
-  std::vector<py::ssize_t> leftOver;
-  started.reserve(workers);
-  leftOver.reserve(workers);
-  for (py::ssize_t begin = chunk; begin < rows; begin += chunk) {
-    const py::ssize_t end = std::min(rows, begin + chunk);
-    try {
-      started.emplace_back([&rowsFrom, begin, end] { rowsFrom(begin, end); });
-    } catch (const std::system_error&) {
-      leftOver.push_back(begin);
-    }
-  }
-  rowsFrom(0, std::min(rows, chunk));
-  for (py::ssize_t begin : leftOver) rowsFrom(begin, std::min(rows, begin + chunk));
-  for (std::thread& t : started) t.join();
 }
 
 // The six records of a 6 x 4 array-like of a, alpha, d, theta rows.
@@ -213,10 +75,30 @@ std::vector<MDH> recordsOf(const py::object& mdh) {
   return records;
 }
 
+// Refuses the inverse calls of an arm whose rows are not of the designed solver's form:
+// for such an arm the solver would still answer SOLVED, with joints that miss the pose.
+void requireArmForm(Int32 form, const char* call) {
+  if (form == 0) return;
+  static const char* const kFields[] = {"a", "alpha", "d", "theta"};
+  const std::string row = std::to_string((form - 1) / 4);
+  const std::string field = std::to_string((form - 1) % 4);
+  throw py::value_error(std::string(call) +
+                        ": this arm is not of the form the designed inverse solver is exact for "
+                        "(check_arm_form " +
+                        std::to_string(form) + ": " + kFields[(form - 1) % 4] + " of joint " +
+                        std::to_string((form - 1) / 4 + 1) + ", mdh[" + row + ", " + field +
+                        "]), so its joints would miss the pose; use fk_ik.Arm for other arms "
+                        "(forward kinematics and Jacobians of any six-joint arm)");
+}
+
 class PyRobot {
  public:
   explicit PyRobot(const py::object& mdh)
-      : records_(recordsOf(mdh)), robot_(records_), chain_(6, &records_), fkSolver_(&chain_) {}
+      : records_(recordsOf(mdh)),
+        robot_(records_),
+        chain_(6, &records_),
+        fkSolver_(&chain_),
+        form_(Chain_MDH4::checkArmForm(records_.data())) {}
 
   py::array_t<double> mdh() const {
     py::array_t<double> out({6, 4});
@@ -230,7 +112,7 @@ class PyRobot {
     return out;
   }
 
-  Int32 armForm() const { return Chain_MDH4::checkArmForm(records_.data()); }
+  Int32 armForm() const { return form_; }
 
   py::array_t<double> fk(const py::object& q, const py::object& tool) {
     const Array jnt = checkedArray(q, "q", {{6, 0}});
@@ -242,6 +124,7 @@ class PyRobot {
 
   py::tuple ik(const py::object& pose, const py::object& ref, const py::object& tool,
                const py::object& mode) {
+    requireArmForm(form_, "ik");
     const Array tcp = checkedArray(pose, "pose", {{6, 0}});
     const Array r = checkedArray(ref, "ref", {{6, 0}});
     const Tool t = toolOf(tool);
@@ -254,6 +137,7 @@ class PyRobot {
   }
 
   py::tuple ikAll(const py::object& pose, const py::object& ref, const py::object& tool) {
+    requireArmForm(form_, "ik_all");
     const Array tcp = checkedArray(pose, "pose", {{6, 0}});
     const Array r = checkedArray(ref, "ref", {{6, 0}});
     const Tool t = toolOf(tool);
@@ -270,6 +154,7 @@ class PyRobot {
 
   py::tuple ikNearest(const py::object& pose, const py::object& ref, const py::object& tool,
                       const py::object& lower, const py::object& upper) {
+    requireArmForm(form_, "ik_nearest");
     const Array tcp = checkedArray(pose, "pose", {{6, 0}});
     const Array r = checkedArray(ref, "ref", {{6, 0}});
     const Tool t = toolOf(tool);
@@ -279,11 +164,11 @@ class PyRobot {
     std::fill_n(low, 6, -HUGE_VAL);
     std::fill_n(high, 6, HUGE_VAL);
     if (!lower.is_none()) {
-      const Array a = checkedArray(lower, "lower", {{6, 0}}, true);
+      const Array a = checkedArray(lower, "lower", {{6, 0}}, Values::NoNaN);
       std::copy_n(a.data(), 6, low);
     }
     if (!upper.is_none()) {
-      const Array a = checkedArray(upper, "upper", {{6, 0}}, true);
+      const Array a = checkedArray(upper, "upper", {{6, 0}}, Values::NoNaN);
       std::copy_n(a.data(), 6, high);
     }
     MathVector out(6);
@@ -335,6 +220,7 @@ class PyRobot {
 
   py::tuple ikMany(const py::object& poses, const py::object& ref, const py::object& tool,
                    const py::object& mode, const py::object& threads) {
+    requireArmForm(form_, "ik_many");
     const Array tcp = checkedArray(poses, "P", {{-1, 6}});
     const py::ssize_t rows = tcp.shape(0);
     // One reference for every row, or one per row.
@@ -390,6 +276,8 @@ class PyRobot {
   // the Jacobians. It never changes, like the facade's own.
   Chain_MDH4 chain_;
   FkSolverPos fkSolver_;
+  // check_arm_form of the records, which never change.
+  Int32 form_;
 };
 
 }  // namespace
@@ -421,13 +309,20 @@ of the arm's parameters, angles in radians, joints ordered from the base.
 
 Every array argument takes any array-like of integers or floats. A wrong shape or a value
 that is not finite raises ValueError, a non-numeric type TypeError; nothing reaches the
-library unchecked. The calls hold no lock: one Robot may serve many threads.)")
+library unchecked. The calls hold no lock: one Robot may serve many threads.
+
+The inverse calls (ik, ik_all, ik_nearest, ik_many) raise ValueError when the parameters
+are not of the form the closed-form inverse is exact for (arm_form not 0): for any other
+arm it would answer SOLVED with joints that miss the pose. fk, the Jacobians and mode
+serve any parameters; fk_ik.Arm takes arms of any layout.)")
       .def(py::init<const py::object&>(), py::arg("mdh"),
            "mdh: 6 x 4 array-like, one row per joint from the base: a, alpha, d, theta "
            "(lengths in any unit, angles in radians).")
       .def_property_readonly("mdh", &PyRobot::mdh, "The 6 x 4 parameters (a copy).")
-      .def_property_readonly("arm_form", &PyRobot::armForm,
-                             "check_arm_form of the robot's parameters.")
+      .def_property_readonly(
+          "arm_form", &PyRobot::armForm,
+          "check_arm_form of the robot's parameters: 0 when the inverse calls are exact "
+          "for them; otherwise they raise ValueError.")
       .def("fk", &PyRobot::fk, py::arg("q"), py::arg("tool") = py::none(),
            "TCP pose [x, y, z, roll, pitch, yaw] of the joint positions q (6, radians).")
       .def("ik", &PyRobot::ik, py::arg("pose"), py::arg("ref"), py::arg("tool") = py::none(),
@@ -468,9 +363,8 @@ library unchecked. The calls hold no lock: one Robot may serve many threads.)")
            py::arg("mode") = py::none(), py::arg("threads") = py::none(),
            "(codes, Q): int32 codes (n) and n x 6 joint positions of the n x 6 poses P, ref "
            "one joint position (6) for every row or one per row (n x 6), mode as for ik. Computed "
-           "without the "
-           "GIL on up to `threads` threads (default: the machine's cores); each row equals ik "
-           "of that row.");
+           "without the GIL on up to `threads` threads (default: the machine's cores); each row "
+           "equals ik of that row.");
 
   m.def(
       "check_arm_form",
@@ -479,6 +373,8 @@ library unchecked. The calls hold no lock: one Robot may serve many threads.)")
       "0 when the 6 x 4 parameters are of the form the closed-form inverse is exact for "
       "(twists 0, -pi/2, 0, pi, pi/2, pi/2; a of joints 1, 2, 5, 6 zero, of joints 3 and 4 "
       "not), else 4 * row + column + 1 of the first value that breaks it (rows from 0, "
-      "columns a, alpha, d, theta). For another form the inverse returns joints that do not "
-      "reach the pose.");
+      "columns a, alpha, d, theta). Robot's inverse calls refuse any other form, for which "
+      "the closed-form inverse returns joints that do not reach the pose.");
+
+  bindArm(m);
 }

@@ -3,7 +3,9 @@
 # and naming what was wrong, nothing on stdout and a non-zero exit status (2 bad input,
 # 1 library). On the built library: fk's pose fed to ik gives joints that reach it, --deg
 # and --arm agree with the defaults, a pose out of reach reports its code, and the demo
-# solves every case; then each option of the other inverses, formats and batches.
+# solves every case; then each option of the other inverses, formats and batches; then
+# arms of any six revolute joints (--arm with --signs, --dh, --urdf), fkik arm, and ik and
+# demo refusing an arm they have no inverse for.
 # Usage: test_fkik.sh PATH_TO_FKIK
 set -u
 fkik=$1
@@ -244,20 +246,153 @@ printf '2 0.5 0.3 0 0 0\n%s %s\n' "$pose" "$q" | "$fkik" --format json ik - --to
 printf '2 0.5 0.3 0 0 0\n%s\n' "$pose" | "$fkik" ik - --ref $q --tool $tool >"$dir/out"
 [ $? -eq 17 ] && [ "$(wc -l <"$dir/out")" -eq 3 ] || failed "ik text batch: $(cat "$dir/out")"
 
-# An arm in degrees: the same arm with --arm-deg; without it, a warning and a residual.
+# An arm in degrees: the same arm with --arm-deg. Without it the rows are another arm, not
+# of the inverse solver's form: fk answers for it, ik refuses it (see below).
 awk '!/^#/ { $2 = $2 * 45 / atan2(1, 1) } { print }' "$dir/arm" | tr -d , >"$dir/armdeg"
 check 0 '^tcp' --arm "$dir/armdeg" --arm-deg fk $q --tool $tool
 [ ! -s "$dir/err" ] || failed "--arm-deg: $(cat "$dir/err")"
 [ "$(awk '$1 == "tcp" { $1 = ""; print }' "$dir/out")" = "$pose" ] || failed "--arm-deg: other pose"
-check 0 '^residual' --arm "$dir/armdeg" ik $pose --ref $q
-grep -q "^fkik: warning: the arm is not of the form the inverse solver is exact for (joint 2 alpha" \
-  "$dir/err" || failed "no warning for an arm in degrees: $(cat "$dir/err")"
-! within 1e-3 "$(awk '$1 == "residual" { print $2 }' "$dir/out")" || failed "residual hid the miss"
+check 0 '^tcp' --arm "$dir/armdeg" fk $q --tool $tool
 
-# No library beside the program (a copy of it elsewhere).
+# Arms of any six revolute joints. One arm with a spherical wrist, joints 2 and 5 turning
+# the other way, given by its modified rows with --signs, by the standard rows of the same
+# chain (row i: a and alpha of modified row i + 1, d and theta of row i), those in degrees,
+# and by a URDF file written from the modified rows: fk gives one pose to 1e-12.
+urdf=$(dirname "$0")/urdf/fkik_spherical_wrist.urdf
+signs="1 -1 1 1 -1 1"
+cat >"$dir/wrist" <<'ARM'
+# a alpha d theta
+0     0                    0.4   0.3
+0.05  -1.5707963267948966  0     0
+0.45  0                    0.02  -0.2
+0.04  -1.5707963267948966  0.42  0
+0     1.5707963267948966   0     0
+0     -1.5707963267948966  0.1   0
+ARM
+cat >"$dir/wrist.dh" <<'DH'
+0.05  -1.5707963267948966  0.4   0.3
+0.45  0                    0     0
+0.04  -1.5707963267948966  0.02  -0.2
+0     1.5707963267948966   0.42  0
+0     -1.5707963267948966  0     0
+0     0                    0.1   0
+DH
+awk '{ $2 = sprintf("%.17g", $2 * 45 / atan2(1, 1)); $4 = sprintf("%.17g", $4 * 45 / atan2(1, 1)) }
+  { print }' "$dir/wrist.dh" >"$dir/wrist.dhdeg"
+# csvpose JOINTS ARGS...: the pose fk prints in csv at JOINTS with $tool, space-separated;
+# empty unless fk printed one of six values.
+csvpose() {
+  joints=$1
+  shift
+  "$fkik" --format csv "$@" fk $joints --tool $tool 2>"$dir/err" |
+    awk -F, 'NR == 2 && NF == 6 { gsub(",", " "); print }'
+}
+byrows=$(csvpose "$q" --arm "$dir/wrist" --signs $signs)
+[ -n "$byrows" ] || failed "fk of modified rows with --signs: $(cat "$dir/err")"
+while read -r way; do
+  other=$(csvpose "$q" $way)
+  [ -n "$other" ] && within 1e-12 "$(difference "$other" "$byrows")" ||
+    failed "fk $way gave '$other' $(cat "$dir/err"), the modified rows '$byrows'"
+done <<WAYS
+--dh $dir/wrist.dh --signs $signs
+--dh $dir/wrist.dhdeg --arm-deg --signs $signs
+--urdf $urdf
+--urdf $urdf --base base --tip link6
+WAYS
+# The senses: the designed functions on the same rows without --signs, at joints 2 and 5
+# negated, give that pose too; and a batch gives it in the row of its line.
+designed=$(csvpose "$(echo "$q" | awk '{ $2 = -$2; $5 = -$5; print }')" --arm "$dir/wrist")
+within 1e-12 "$(difference "$designed" "$byrows")" || failed "--signs: '$byrows', not '$designed'"
+printf '%s\n%s\n' "$near" "$q" | "$fkik" --format csv --urdf "$urdf" fk - --tool $tool \
+  >"$dir/out" 2>&1
+within 1e-12 "$(difference "$(awk -F, 'NR == 3 { gsub(",", " "); print }' "$dir/out")" "$byrows")" ||
+  failed "--urdf batch: $(cat "$dir/out")"
+
+# The sample arm in standard rows: the designed functions' pose, a designed chain.
+cat >"$dir/sample.dh" <<'DH'
+0       -1.5707963267948966  0.1625  0
+0.425   0                    0       0
+0.3922  3.141592653589793    0       0
+0       1.5707963267948966   0.1333  0
+0       1.5707963267948966   0.0997  0
+0       0                    0.0996  0
+DH
+within 1e-12 "$(difference "$(csvpose "$q" --dh "$dir/sample.dh")" "$(csvpose "$q")")" ||
+  failed "--dh of the sample arm: '$(csvpose "$q" --dh "$dir/sample.dh")', not '$(csvpose "$q")'"
+
+# fkik arm: the family of the layout, and whether the equivalent rows are of the form the
+# inverse solver is exact for (a family's spaces written as _).
+while read -r family form args; do
+  family=$(echo "$family" | tr _ ' ')
+  "$fkik" $args arm >"$dir/out" 2>"$dir/err" && grep -qx "family: $family" "$dir/out" &&
+    grep -q "^designed form: $form[.]" "$dir/out" ||
+    failed "fkik $args arm: not $family, designed form $form: $(cat "$dir/out" "$dir/err")"
+done <<ARMS
+designed_chain yes
+designed_chain yes --dh $dir/sample.dh
+spherical_wrist no --arm $dir/wrist --signs $signs
+spherical_wrist no --urdf $urdf
+ARMS
+check 0 '^\{"arm": .*, "family": "spherical wrist", .*"signs": \[([+-]?1, ){5}[+-]?1\], .*"designedForm": false\}$' \
+  --format json --dh "$dir/wrist.dh" arm
+check 0 '"family": "designed chain", .*"designedForm": true\}$' --format json arm
+
+# Arm options refused.
+printf '0 0 0.4 0\n0 -1.57 0\n' >"$dir/dhrow"
+printf '<robot name="r"><link name="a"/>\n' >"$dir/broken.urdf"
+expect 2 "'2' is not +1 or -1 (--signs S3)" --arm "$dir/wrist" --signs 1 -1 2 1 1 1 fk $zeros
+expect 2 "'0' is not +1 or -1 (--signs S1)" --dh "$dir/wrist.dh" --signs 0 1 1 1 1 1 fk $zeros
+expect 2 "'one' is not a number (--signs S6)" --arm "$dir/wrist" --signs 1 1 1 1 1 one fk $zeros
+expect 2 "--signs takes 6 numbers, got 3" --arm "$dir/wrist" --signs 1 1 1 --deg fk $zeros
+expect 2 "--signs needs --arm FILE or --dh FILE" --urdf "$urdf" --signs $signs fk $zeros
+expect 2 "--arm, --dh and --urdf exclude each other" --arm "$dir/wrist" --dh "$dir/wrist.dh" arm
+expect 2 "--base and --tip need --urdf FILE" --arm "$dir/wrist" --tip link6 arm
+expect 2 "--tip needs a link name" --urdf "$urdf" arm --tip
+expect 2 "cannot read DH file '$dir/none': No such file or directory" --dh "$dir/none" arm
+expect 2 "DH file '$dir/dhrow' line 2: expected 4 values (a alpha d theta), got 3" \
+  --dh "$dir/dhrow" fk $zeros
+expect 2 "URDF file '$dir/none': " --urdf "$dir/none" fk $zeros
+grep -q "No such file or directory" "$dir/err" || failed "--urdf of no file: $(cat "$dir/err")"
+expect 2 "URDF file '$dir/broken.urdf': " --urdf "$dir/broken.urdf" arm
+expect 2 "URDF file '$urdf': " --urdf "$urdf" --tip link5 fk $zeros
+grep -q "'link5'" "$dir/err" || failed "--tip link5 not passed on: $(cat "$dir/err")"
+expect 2 "URDF file '$urdf': " --urdf "$urdf" --base link1 fk $zeros
+grep -q "'link1'" "$dir/err" || failed "--base link1 not passed on: $(cat "$dir/err")"
+expect 2 "arm takes no batch and writes text or json" --format csv arm
+expect 2 "arm takes 0 numbers, got 6" arm $zeros
+
+# The README's two commands on the sample arm written as URDF: its layout, and fk as the
+# designed functions give it.
+sample=$(dirname "$0")/urdf/parallel_middle.urdf
+"$fkik" --urdf "$sample" arm >"$dir/out" 2>"$dir/err" && grep -q "^family: designed chain$" "$dir/out" &&
+  grep -q "^designed form: yes" "$dir/out" || failed "fkik --urdf $sample arm: $(cat "$dir/out" "$dir/err")"
+readme=$("$fkik" --urdf "$sample" fk 0.3 -1.2 1.5 -0.4 1.1 0.2 | awk '/^tcp/ { $1 = ""; print }')
+designed=$("$fkik" fk 0.3 -1.2 1.5 -0.4 1.1 0.2 | awk '/^tcp/ { $1 = ""; print }')
+[ -n "$readme" ] && within 1e-9 "$(difference "$readme" "$designed")" ||
+  failed "fkik --urdf $sample fk gave '$readme', the designed functions '$designed'"
+
+# ik and demo on an arm the inverse solver is not exact for: refused, nothing on stdout
+# (so no row says solved), the message pointing to fkik arm. Rows given with --signs,
+# --dh or --urdf are refused even when their equivalent rows are of the designed form.
+echo "$pose $q" >"$dir/request"
+none="the arm has no inverse in this version"
+expect 2 "ik: $none: its rows are not of the form the inverse solver is exact for (joint 2 alpha = -90); fkik arm shows its layout" \
+  --arm "$dir/armdeg" ik $pose --ref $q
+expect 2 "ik: $none: its rows are not of the form" --arm "$dir/wrist" ik - --input "$dir/request"
+expect 2 "ik: $none" --arm "$dir/arm" --signs 1 1 1 1 1 1 ik $pose --ref $q --all
+expect 2 "ik: $none" --dh "$dir/sample.dh" --format csv ik - --input "$dir/request"
+expect 2 "ik: $none" --urdf "$urdf" ik $pose --ref $q --nearest
+expect 2 "demo: $none" --dh "$dir/wrist.dh" demo
+
+# No library beside the program (a copy of it elsewhere); then the library and no URDF
+# reader.
 cp "$fkik" "$dir/fkik"
+library=$(dirname "$fkik")/libFk_Ik_so.so.1
 fkik="$dir/fkik"
 expect 1 "cannot find the library libFk_Ik_so.so.1 beside this program, in $dir/../lib or on the library path; give it with --lib FILE (tried: $dir/libFk_Ik_so.so.1: cannot open shared object file" demo
+cp "$library" "$dir/"
+expect 1 "cannot find the URDF reader libFk_Ik_so_urdf.so.1 beside this program, in $dir/../lib or on the library path (tried: $dir/libFk_Ik_so_urdf.so.1: cannot open shared object file" \
+  --urdf "$urdf" arm
 
 [ "$failures" -eq 0 ] && echo "fkik answers as it should" && exit 0
 echo "$failures failed"

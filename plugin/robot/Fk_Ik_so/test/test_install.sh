@@ -4,7 +4,8 @@
 # with find_package and run; the C example compiled as C99 with the flags pkg-config
 # gives; the Debian package built with cpack, unpacked, and an example built against the
 # unpacked tree; the installed fkik run from the prefix. Every example's pose must be
-# fkik's for the same joints, and asking for version 2.0 must fail.
+# fkik's for the same joints (the URDF host reads the sample arm from its URDF file), and
+# asking for version 2.0 must fail.
 # Usage: test_install.sh BUILD_DIR EXAMPLES_DIR
 set -u
 build=$1
@@ -31,6 +32,7 @@ difference() {
     print d }'
 }
 q="0.3 -1.1 1.4 -0.6 0.8 2.5"
+sample_urdf="$(dirname "$0")/urdf/parallel_middle.urdf"
 # same_pose NAME OUTPUT: the "pose" line of OUTPUT against fkik's, which prints 9 decimals.
 same_pose() {
   pose=$(echo "$2" | awk '$1 == "pose" { $1 = ""; print }')
@@ -48,6 +50,9 @@ objdump -p "$prefix"/lib*/libFk_Ik_so.so.1 2>/dev/null | grep -q "SONAME *libFk_
   objdump -p "$prefix"/lib/*/libFk_Ik_so.so.1 | grep -q "SONAME *libFk_Ik_so.so.1" ||
   failed "installed library: no SONAME libFk_Ik_so.so.1"
 libdir=$(dirname "$(find "$prefix" -name libFk_Ik_so.so.1)")
+objdump -p "$libdir/libFk_Ik_so_urdf.so.1" | grep -q "SONAME *libFk_Ik_so_urdf.so.1" &&
+  [ -e "$prefix/include/fk_ik_so/fk_ik_urdf.h" ] && [ -e "$prefix/include/fk_ik_so/arm_urdf.h" ] ||
+  failed "installed URDF reader: libFk_Ik_so_urdf.so.1 or its headers missing"
 
 # The CMake package: the examples as an outside project.
 if run "$tmp/examples.log" cmake -S "$examples" -B "$tmp/examples build" \
@@ -58,6 +63,7 @@ if run "$tmp/examples.log" cmake -S "$examples" -B "$tmp/examples build" \
     libFk_Ik_so.so.1 $q)"
   out=$("$tmp/examples build/robot_jacobian" $q) || failed "robot_jacobian: $out"
   same_pose "robot_jacobian" "$out"
+  same_pose "c_urdf_host" "$("$tmp/examples build/c_urdf_host" "$sample_urdf" $q)"
 fi
 
 # A version the package does not satisfy.
@@ -77,12 +83,18 @@ if run "$tmp/c99.log" eval "cc -std=c99 -Wall -Wextra -pedantic -Werror -o \"$tm
   \"$examples/c_host_linked.c\" $flags"; then
   same_pose "C99 build with pkg-config" "$(LD_LIBRARY_PATH="$libdir" "$tmp/c99 host" $q)"
 fi
+flags=$(pkg-config --cflags --libs fk_ik_so_urdf) || failed "pkg-config fk_ik_so_urdf"
+if run "$tmp/c99-urdf.log" eval "cc -std=c99 -Wall -Wextra -pedantic -Werror -o \"$tmp/c99 urdf host\" \
+  \"$examples/c_urdf_host.c\" $flags"; then
+  same_pose "C99 URDF host with pkg-config" \
+    "$(LD_LIBRARY_PATH="$libdir" "$tmp/c99 urdf host" "$sample_urdf" $q)"
+fi
 
 # The Debian package: its dependencies, and an example built against its unpacked tree.
 if run "$tmp/cpack.log" cpack -G DEB --config "$build/CPackConfig.cmake" -B "$tmp/deb"; then
   deb=$(ls "$tmp"/deb/*.deb)
   depends=$(dpkg-deb -f "$deb" Depends)
-  packages="liborocos-kdl libstdc++6"
+  packages="liborocos-kdl liburdfdom-model libstdc++6"
   [ -z "$(find "$prefix" -name 'fk_ik' -type d)" ] || packages="$packages python3-numpy"
   for package in $packages; do
     echo "$depends" | grep -q "$package" || failed "package depends on no $package: $depends"
@@ -91,8 +103,9 @@ if run "$tmp/cpack.log" cpack -G DEB --config "$build/CPackConfig.cmake" -B "$tm
   root="$tmp/unpacked root/usr"
   if run "$tmp/deb-example.log" cmake -S "$examples" -B "$tmp/deb build" \
     -DCMAKE_PREFIX_PATH="$root" && run "$tmp/deb-build.log" cmake --build "$tmp/deb build" \
-    --target robot_jacobian; then
+    --target robot_jacobian c_urdf_host; then
     same_pose "robot_jacobian on the package" "$("$tmp/deb build/robot_jacobian" $q)"
+    same_pose "c_urdf_host on the package" "$("$tmp/deb build/c_urdf_host" "$sample_urdf" $q)"
   fi
   same_pose "fkik of the package" "pose $("$root/bin/fkik" fk $q | awk '$1 == "tcp" { $1 = ""; print }')"
 fi

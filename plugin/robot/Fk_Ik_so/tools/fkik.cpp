@@ -1,416 +1,35 @@
 // fkik: command-line host of libFk_Ik_so. It loads the library with dlopen and calls
-// its C functions, as a host process does: forward kinematics (fk), inverse kinematics
-// (ik: the single answer, one in a chosen mode, all eight candidates or the nearest one),
-// one request or a batch of them, and a demo of both directions on a built-in sample arm.
-#include <dlfcn.h>
-#include <unistd.h>
+// its C functions, as a host process does: forward kinematics (fk) of any arm of six
+// revolute joints, inverse kinematics (ik: the single answer, one in a chosen mode, all
+// eight candidates or the nearest one) of arms of the designed form, one request or a
+// batch of them, an arm's layout (arm, see fkik_arm.cpp), and a demo of both directions.
+#include "fkik.h"
 
-#include <cerrno>
 #include <chrono>
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <string>
-#include <vector>
 
-#include "fk_ik_so.h"
+namespace fkik {
+
+// csv doubles a quote; json escapes it, the backslash and control characters.
+std::string quoted(const std::string& text, bool json) {
+  std::string out = "\"";
+  for (const char c : text) {
+    if (c == '"') {
+      out += json ? "\\\"" : "\"\"";
+    } else if (json && c == '\\') {
+      out += "\\\\";
+    } else if (json && static_cast<unsigned char>(c) < 0x20) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+      out += escaped;
+    } else {
+      out += c;
+    }
+  }
+  return out + "\"";
+}
 
 namespace {
-
-const char* const kUsage =
-    "usage: fkik [options] fk Q1 Q2 Q3 Q4 Q5 Q6\n"
-    "       fkik [options] ik X Y Z ROLL PITCH YAW --ref Q1 ... Q6\n"
-    "       fkik [options] fk -   and   fkik [options] ik -   (a batch, see below)\n"
-    "       fkik [options] demo\n"
-    "\n"
-    "fk prints the pose of the tool centre point (x y z roll pitch yaw) at the joint\n"
-    "positions; ik prints the result code and the joint positions that reach the pose in\n"
-    "the configuration and turns of the reference --ref, with the residual: the distance\n"
-    "of the pose those joints reach from the pose asked for (origins, in the arm's length\n"
-    "unit, plus the angle between the orientations, in rad); demo runs forward and back\n"
-    "over a few joint positions and times both directions.\n"
-    "\n"
-    "options:\n"
-    "  --arm FILE     the arm's modified DH parameters: six lines, joint 1 first, of\n"
-    "                 a alpha d theta (lengths in any unit, angles in radians; '#' starts a\n"
-    "                 comment, commas count as spaces); default: the built-in sample arm,\n"
-    "                 in metres. A warning goes to stderr when the arm is not of the form\n"
-    "                 the inverse solver is exact for.\n"
-    "  --arm-deg      the arm file's alpha and theta are in degrees\n"
-    "  --lib FILE     the library to load; default: " FK_IK_SO_SONAME
-    " beside this program,\n"
-    "                 else in " FK_IK_SO_RELATIVE_LIBDIR
-    " from it, else on the library path\n"
-    "  --deg          angles on the command line, in batches and in the output in degrees\n"
-    "                 (default radians)\n"
-    "  --tool X Y Z RX RY RZ\n"
-    "                 the tool centre point relative to the flange (default all zero)\n"
-    "  --mode M       ik: the answer in configuration mode M (0 ... 7; -1 the reference's)\n"
-    "  --all          ik: all eight candidate solutions, each with its configuration mode\n"
-    "                 and status (solved, singular, or out of the arm links' reach)\n"
-    "  --nearest      ik: the solution nearest the reference, whole turns included\n"
-    "  --limits FILE  ik --nearest: joint limits, six lines of lower upper (inf allowed)\n"
-    "  --format F     text (default), json or csv; json and csv print every number with 17\n"
-    "                 significant digits, so that a pose printed by fk gives back the same\n"
-    "                 joints in ik (in radians)\n"
-    "  --input FILE   a batch read from FILE instead of standard input\n"
-    "  --header       the first line of a batch is a header: skipped, whatever it holds\n"
-    "  --version      the program's version\n"
-    "\n"
-    "batches: fk - and ik - read one request per line ('#' starts a comment, commas count\n"
-    "as spaces): fk six joint positions; ik six pose values, then optionally six reference\n"
-    "joint positions (else --ref). They write one row per request, in order, so that row k\n"
-    "answers request k; blank lines and lines of only a comment are no requests and get no\n"
-    "row. csv output and text batches open with a header that is such a comment ('# ' and\n"
-    "the column names), so that they read back as a batch; --header skips another kind.\n"
-    "A malformed line gets an error row in its place,\n"
-    "  text  error line N: MESSAGE\n"
-    "  csv   error,N,\"MESSAGE\"\n"
-    "  json  {\"line\": N, \"error\": \"MESSAGE\"}\n"
-    "is reported on stderr with its line number too, and the batch goes on. In text and\n"
-    "csv, ik --all writes the call's code and eight groups of mode, status, joints and\n"
-    "residual on one line.\n"
-    "\n"
-    "exit status: 0 done; 1 the library cannot be used; 2 bad input (in a batch: some line\n"
-    "was malformed); 10 + the result code when ik found no solution (in a batch: the first\n"
-    "such code): 12 shoulder, 13 elbow, 14 wrist singular, 15 invalid mode, 16 out of\n"
-    "reach, 17 no solution (in the configuration, within the limits, or for the arm links;\n"
-    "with --all: no candidate solved), 18 invalid joint limits.\n";
-
-enum ExitStatus { kDone = 0, kLibraryFailed = 1, kBadInput = 2, kResultBase = 10 };
-
-// The built-in sample arm: a, alpha, d, theta per joint, in metres and radians.
-const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},
-                                 {0.425, 0, 0, 0},         {0.3922, M_PI, 0.1333, 0},
-                                 {0, M_PI / 2, 0.0997, 0}, {0, M_PI / 2, 0.0996, 0}};
-
-[[noreturn]] void fail(ExitStatus status, const std::string& message) {
-  std::fprintf(stderr, "fkik: %s\n", message.c_str());
-  std::exit(status);
-}
-
-// The whole of text as a number into value, finite unless infinities are allowed; else
-// the reason it is not, naming what it was for.
-bool readNumber(const std::string& text, const std::string& what, bool allowInfinite, double& value,
-                std::string& error) {
-  const char* begin = text.c_str();
-  char* end = nullptr;
-  errno = 0;
-  value = std::strtod(begin, &end);
-  if (end == begin || *end != '\0') {
-    error = "'" + text + "' is not a number (" + what + ")";
-    return false;
-  }
-  // strtod reports ERANGE for subnormal results too; only an overflow is refused.
-  const bool overflow = errno == ERANGE && std::fabs(value) == HUGE_VAL;
-  if (std::isnan(value) || (!allowInfinite && (overflow || std::isinf(value)))) {
-    error = "'" + text + "' is not a finite number (" + what + ")";
-    return false;
-  }
-  return true;
-}
-
-double parseNumber(const std::string& text, const std::string& what, bool allowInfinite = false) {
-  double value;
-  std::string error;
-  if (!readNumber(text, what, allowInfinite, value, error)) fail(kBadInput, error);
-  return value;
-}
-
-// The words of a line: '#' starts a comment, commas count as spaces.
-std::vector<std::string> splitWords(std::string text) {
-  text = text.substr(0, text.find('#'));
-  for (char& c : text) {
-    if (c == ',') c = ' ';
-  }
-  std::vector<std::string> words;
-  for (size_t start = text.find_first_not_of(" \t\r\n"); start != std::string::npos;) {
-    const size_t end = text.find_first_of(" \t\r\n", start);
-    words.push_back(text.substr(start, end - start));
-    start = text.find_first_not_of(" \t\r\n", end);
-  }
-  return words;
-}
-
-// Calls take(lineNumber, words) for each line of `in` that holds words (see splitWords),
-// counting lines from 1. Returns false when reading failed; errno then says why.
-template <typename Take>
-bool forEachLine(std::FILE* in, Take take) {
-  char* line = nullptr;
-  size_t capacity = 0;
-  for (int lineNumber = 1; getline(&line, &capacity, in) != -1; ++lineNumber) {
-    const std::vector<std::string> words = splitWords(line);
-    if (!words.empty()) take(lineNumber, words);
-  }
-  const bool readOk = std::ferror(in) == 0;
-  const int readErrno = errno;
-  std::free(line);
-  errno = readErrno;
-  return readOk;
-}
-
-enum class Format { Text, Json, Csv };
-
-// The command line, every angle converted to radians.
-struct Arguments {
-  std::string command;
-  std::vector<std::string> values;         // the numbers after the command, as typed
-  double numbers[6] = {0, 0, 0, 0, 0, 0};  // the same, read: joints (fk) or pose (ik)
-  double tool[6] = {0, 0, 0, 0, 0, 0};
-  bool hasRef = false;
-  double ref[6] = {0, 0, 0, 0, 0, 0};
-  std::string armFile;
-  bool armDegrees = false;
-  std::string libraryFile;
-  bool degrees = false;
-  bool hasMode = false;
-  int mode = -1;
-  bool all = false;
-  bool nearest = false;
-  std::string limitsFile;
-  Format format = Format::Text;
-  bool batch = false;
-  std::string inputFile;
-  bool header = false;
-};
-
-// Reads the six numbers that follow option argv[i] into out and moves i past them.
-void takeSix(int argc, char** argv, int& i, const char* const names[6], double out[6]) {
-  const std::string option = argv[i];
-  int count = 0;
-  while (count < 6 && i + 1 + count < argc && std::strncmp(argv[i + 1 + count], "--", 2) != 0) {
-    ++count;
-  }
-  if (count < 6) {
-    fail(kBadInput, option + " takes 6 numbers, got " + std::to_string(count));
-  }
-  for (int k = 0; k < 6; ++k) out[k] = parseNumber(argv[i + 1 + k], option + " " + names[k]);
-  i += 6;
-}
-
-// The word that follows option argv[i] (a file name or a value); moves i past it.
-std::string takeWord(int argc, char** argv, int& i, const char* what = "a file name") {
-  if (i + 1 >= argc) fail(kBadInput, std::string(argv[i]) + " needs " + what);
-  return argv[++i];
-}
-
-const char* const kJointNames[6] = {"Q1", "Q2", "Q3", "Q4", "Q5", "Q6"};
-const char* const kPoseNames[6] = {"X", "Y", "Z", "ROLL", "PITCH", "YAW"};
-const char* const kToolNames[6] = {"X", "Y", "Z", "RX", "RY", "RZ"};
-
-Arguments parseArguments(int argc, char** argv) {
-  Arguments args;
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg = argv[i];
-    if (arg == "--help" || arg == "-h") {
-      std::fputs(kUsage, stdout);
-      std::exit(kDone);
-    } else if (arg == "--version") {
-      std::printf("fkik %s\n", FKIK_VERSION);
-      std::exit(kDone);
-    } else if (arg == "--deg") {
-      args.degrees = true;
-    } else if (arg == "--arm") {
-      args.armFile = takeWord(argc, argv, i);
-    } else if (arg == "--arm-deg") {
-      args.armDegrees = true;
-    } else if (arg == "--lib") {
-      args.libraryFile = takeWord(argc, argv, i);
-    } else if (arg == "--tool") {
-      takeSix(argc, argv, i, kToolNames, args.tool);
-    } else if (arg == "--ref") {
-      takeSix(argc, argv, i, kJointNames, args.ref);
-      args.hasRef = true;
-    } else if (arg == "--mode") {
-      const std::string text = takeWord(argc, argv, i, "a mode");
-      const double mode = parseNumber(text, "--mode");
-      if (mode != std::trunc(mode) || std::fabs(mode) > 1e9) {
-        fail(kBadInput, "'" + text + "' is not an integer (--mode)");
-      }
-      args.mode = static_cast<int>(mode);
-      args.hasMode = true;
-    } else if (arg == "--all") {
-      args.all = true;
-    } else if (arg == "--nearest") {
-      args.nearest = true;
-    } else if (arg == "--limits") {
-      args.limitsFile = takeWord(argc, argv, i);
-    } else if (arg == "--format") {
-      const std::string format = takeWord(argc, argv, i, "a format");
-      if (format != "text" && format != "json" && format != "csv") {
-        fail(kBadInput, "unknown format '" + format + "' (expected text, json or csv)");
-      }
-      args.format = format == "json" ? Format::Json : format == "csv" ? Format::Csv : Format::Text;
-    } else if (arg == "--input") {
-      args.inputFile = takeWord(argc, argv, i);
-      args.batch = true;
-    } else if (arg == "--header") {
-      args.header = true;
-    } else if (arg.compare(0, 2, "--") == 0) {
-      fail(kBadInput, "unknown option '" + arg + "' (see fkik --help)");
-    } else if (args.command.empty()) {
-      if (arg != "fk" && arg != "ik" && arg != "demo") {
-        fail(kBadInput, "unknown command '" + arg + "' (expected fk, ik or demo)");
-      }
-      args.command = arg;
-    } else if (arg == "-" && args.values.empty() && args.command != "demo") {
-      args.batch = true;
-    } else {
-      args.values.push_back(arg);
-    }
-  }
-  if (args.command.empty()) fail(kBadInput, "no command given (expected fk, ik or demo)");
-  const size_t expected = args.command == "demo" || args.batch ? 0 : 6;
-  if (args.values.size() != expected) {
-    const char* what = args.command == "fk"   ? " joint positions"
-                       : args.command == "ik" ? " pose values (X Y Z ROLL PITCH YAW)"
-                                              : " numbers";
-    fail(kBadInput, args.command + (args.batch ? " - takes " : " takes ") +
-                        std::to_string(expected) + what + ", got " +
-                        std::to_string(args.values.size()));
-  }
-  const bool ik = args.command == "ik";
-  if (ik && !args.hasRef && !args.batch) fail(kBadInput, "ik needs --ref Q1 ... Q6");
-  if (!ik && args.hasRef) fail(kBadInput, "--ref belongs to ik only");
-  if (!ik && (args.hasMode || args.all || args.nearest)) {
-    fail(kBadInput, "--mode, --all and --nearest belong to ik only");
-  }
-  if (args.hasMode + args.all + args.nearest > 1) {
-    fail(kBadInput, "--mode, --all and --nearest exclude each other");
-  }
-  if (!args.limitsFile.empty() && !args.nearest)
-    fail(kBadInput, "--limits belongs to ik --nearest");
-  if (args.armDegrees && args.armFile.empty()) fail(kBadInput, "--arm-deg needs --arm FILE");
-  if (args.header && !args.batch) fail(kBadInput, "--header belongs to batches (fk -, ik -)");
-  if (args.command == "demo" && (args.batch || args.format != Format::Text)) {
-    fail(kBadInput, "demo takes no batch and writes text only");
-  }
-  for (size_t k = 0; k < args.values.size(); ++k) {
-    args.numbers[k] = parseNumber(args.values[k], (ik ? kPoseNames : kJointNames)[k]);
-  }
-  // The library works in radians.
-  if (args.degrees) {
-    for (int k = ik ? 3 : 0; k < 6; ++k) args.numbers[k] *= M_PI / 180.0;
-    for (int k = 3; k < 6; ++k) args.tool[k] *= M_PI / 180.0;
-    for (double& q : args.ref) q *= M_PI / 180.0;
-  }
-  return args;
-}
-
-// Rows of numbers from a file: exactly `count` rows of as many values as `names` has
-// words, '#' comments and blank lines skipped, commas taken as spaces. kind names the
-// file in messages ("arm", "limits").
-void readRows(const std::string& file, const char* kind, const std::string& names, int count,
-              bool allowInfinite, double* out) {
-  std::FILE* in = std::fopen(file.c_str(), "r");
-  const std::string where = std::string(kind) + " file '" + file + "'";
-  if (in == nullptr) fail(kBadInput, "cannot read " + where + ": " + std::strerror(errno));
-  const size_t columns = splitWords(names).size();
-  int rows = 0;
-  const bool readOk = forEachLine(in, [&](int lineNumber, const std::vector<std::string>& words) {
-    const std::string at = where + " line " + std::to_string(lineNumber);
-    if (rows == count) {
-      fail(kBadInput, at + ": more than " + std::to_string(count) + " joint rows");
-    }
-    if (words.size() != columns) {
-      fail(kBadInput, at + ": expected " + std::to_string(columns) + " values (" + names +
-                          "), got " + std::to_string(words.size()));
-    }
-    for (size_t k = 0; k < columns; ++k) {
-      out[rows * columns + k] = parseNumber(words[k], at, allowInfinite);
-    }
-    ++rows;
-  });
-  const int readErrno = errno;
-  std::fclose(in);
-  if (!readOk) fail(kBadInput, "cannot read " + where + ": " + std::strerror(readErrno));
-  if (rows < count) {
-    fail(kBadInput,
-         where + " has " + std::to_string(rows) + " joint rows, expected " + std::to_string(count));
-  }
-}
-
-// The library's functions, found with dlsym.
-struct Library {
-  decltype(&::init) init;
-  decltype(&::jntPosToTcpPos) jntPosToTcpPos;
-  decltype(&::tcpPosToJntPos) tcpPosToJntPos;
-  decltype(&::tcpPosToJntPosInMode) tcpPosToJntPosInMode;
-  decltype(&::tcpPosToAllJntPos) tcpPosToAllJntPos;
-  decltype(&::tcpPosToNearestJntPos) tcpPosToNearestJntPos;
-  decltype(&::checkArmForm) checkArmForm;
-};
-
-// The directory of this program's executable, with a trailing slash.
-std::string programDirectory(const char* argv0) {
-  char path[4096];
-  const ssize_t n = readlink("/proc/self/exe", path, sizeof(path) - 1);
-  const std::string program = n > 0 ? std::string(path, n) : std::string(argv0);
-  const size_t slash = program.rfind('/');
-  return slash == std::string::npos ? "./" : program.substr(0, slash + 1);
-}
-
-// The library's functions from the loaded handle of `file`, which is kept until the
-// process ends, as a host keeps the library loaded.
-Library bindLibrary(void* handle, const std::string& file) {
-  auto find = [&](const char* name) {
-    void* symbol = dlsym(handle, name);
-    if (symbol == nullptr) {
-      fail(kLibraryFailed, "library '" + file + "' has no function '" + name + "'");
-    }
-    return symbol;
-  };
-  Library library;
-  library.init = reinterpret_cast<decltype(library.init)>(find("init"));
-  library.jntPosToTcpPos =
-      reinterpret_cast<decltype(library.jntPosToTcpPos)>(find("jntPosToTcpPos"));
-  library.tcpPosToJntPos =
-      reinterpret_cast<decltype(library.tcpPosToJntPos)>(find("tcpPosToJntPos"));
-  library.tcpPosToJntPosInMode =
-      reinterpret_cast<decltype(library.tcpPosToJntPosInMode)>(find("tcpPosToJntPosInMode"));
-  library.tcpPosToAllJntPos =
-      reinterpret_cast<decltype(library.tcpPosToAllJntPos)>(find("tcpPosToAllJntPos"));
-  library.tcpPosToNearestJntPos =
-      reinterpret_cast<decltype(library.tcpPosToNearestJntPos)>(find("tcpPosToNearestJntPos"));
-  library.checkArmForm = reinterpret_cast<decltype(library.checkArmForm)>(find("checkArmForm"));
-  return library;
-}
-
-// The file given with --lib, and nothing else.
-Library loadLibrary(const std::string& file) {
-  void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (handle == nullptr) fail(kLibraryFailed, std::string("cannot load library: ") + dlerror());
-  return bindLibrary(handle, file);
-}
-
-// Without --lib the library is looked for by its SONAME, in this order: beside the
-// program (the build tree), in the library directory of the prefix the program is
-// installed in (bin/../lib, as installed), and on the dynamic linker's own path (a system
-// installation, or LD_LIBRARY_PATH). The message of a failure names every place tried.
-Library findLibrary(const std::string& programDirectory) {
-  const std::string soname = FK_IK_SO_SONAME;
-  const std::string candidates[] = {programDirectory + soname,
-                                    programDirectory + FK_IK_SO_RELATIVE_LIBDIR + "/" + soname,
-                                    soname};
-  std::string tried;
-  for (const std::string& file : candidates) {
-    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle != nullptr) return bindLibrary(handle, file);
-    tried += std::string(tried.empty() ? "" : "; ") + dlerror();
-  }
-  fail(kLibraryFailed, "cannot find the library " + soname + " beside this program, in " +
-                           programDirectory + FK_IK_SO_RELATIVE_LIBDIR +
-                           " or on the library path; give it with --lib FILE (tried: " + tried +
-                           ")");
-}
-
-// Angles come out in degrees with --deg; the library works in radians.
-struct Angles {
-  bool degrees;
-  double out(double angle) const { return degrees ? angle * 180.0 / M_PI : angle; }
-  const char* unit() const { return degrees ? "deg" : "rad"; }
-};
 
 const char* resultMeaning(int code) {
   switch (code) {
@@ -533,28 +152,9 @@ struct Output {
       std::printf("error line %d: %s\n", line, message.c_str());
       return;
     }
-    // Both quote the message; csv doubles a quote, json escapes it and control characters.
     const bool json = format == Format::Json;
-    std::string quoted = "\"";
-    for (const char c : message) {
-      if (c == '"') {
-        quoted += json ? "\\\"" : "\"\"";
-      } else if (json && c == '\\') {
-        quoted += "\\\\";
-      } else if (json && static_cast<unsigned char>(c) < 0x20) {
-        char escaped[8];
-        std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-        quoted += escaped;
-      } else {
-        quoted += c;
-      }
-    }
-    quoted += "\"";
-    if (json) {
-      std::printf("{\"line\": %d, \"error\": %s}\n", line, quoted.c_str());
-    } else {
-      std::printf("error,%d,%s\n", line, quoted.c_str());
-    }
+    std::printf(json ? "{\"line\": %d, \"error\": %s}\n" : "error,%d,%s\n", line,
+                quoted(message, json).c_str());
   }
 
   void number(double v) const {
@@ -568,7 +168,7 @@ struct Output {
   void numbers(const double* v, int n) const {
     if (format == Format::Json) std::printf("[");
     for (int k = 0; k < n; ++k) {
-      if (k > 0) std::printf(format == Format::Json ? ", " : separator());
+      if (k > 0) std::fputs(format == Format::Json ? ", " : separator(), stdout);
       number(v[k]);
     }
     if (format == Format::Json) std::printf("]");
@@ -606,7 +206,7 @@ std::string csvColumns(const Arguments& args) {
 int answerFk(const Library& library, const Arguments& args, Output& out, const double q[6],
              int line) {
   double pose[6];
-  library.jntPosToTcpPos(q, args.tool, pose);
+  library.forward(q, args.tool, pose);
   const double shown[6] = {pose[0],
                            pose[1],
                            pose[2],
@@ -865,24 +465,38 @@ int runDemo(const Library& library, const Arguments& args, const Angles& angles,
   return kDone;
 }
 
+// ik and demo answer through the designed inverse solver, which is exact for its form of
+// modified rows only and checks none of it: any other arm would get joints that miss the
+// pose, so it has no inverse here.
+void requireInverse(const Library& library, const Arguments& args, const double rows[6][4]) {
+  std::string why;
+  if (args.anyArm()) {
+    why = "the inverse takes the sample arm or --arm rows of its form, without --signs";
+  } else if (const int form = library.checkArmForm(rows)) {
+    const char* const fields[4] = {"a", "alpha", "d", "theta"};
+    const int record = (form - 1) / 4, field = (form - 1) % 4;
+    char value[32];
+    std::snprintf(value, sizeof value, "%.12g", rows[record][field]);
+    why = "its rows are not of the form the inverse solver is exact for (joint " +
+          std::to_string(record + 1) + " " + fields[field] + " = " + value + ")";
+  } else {
+    return;
+  }
+  fail(kBadInput, args.command + ": the arm has no inverse in this version: " + why +
+                      "; fkik arm shows its layout");
+}
+
 }  // namespace
 
+}  // namespace fkik
+
 int main(int argc, char** argv) {
+  using namespace fkik;
   const Arguments args = parseArguments(argc, argv);
   const Angles angles{args.degrees};
 
   double arm[6][4];
-  if (args.armFile.empty()) {
-    std::memcpy(arm, kSampleArm, sizeof(arm));
-  } else {
-    readRows(args.armFile, "arm", "a alpha d theta", 6, false, &arm[0][0]);
-    if (args.armDegrees) {
-      for (auto& row : arm) {
-        row[1] *= M_PI / 180.0;
-        row[3] *= M_PI / 180.0;
-      }
-    }
-  }
+  readArmRows(args, arm);
   // Limits: rows of lower, upper per joint, angles as on the command line.
   double limits[6][2];
   double lower[6], upper[6];
@@ -893,20 +507,13 @@ int main(int argc, char** argv) {
       upper[j] = args.degrees ? limits[j][1] * M_PI / 180.0 : limits[j][1];
     }
   }
-  const Library library = args.libraryFile.empty() ? findLibrary(programDirectory(argv[0]))
-                                                   : loadLibrary(args.libraryFile);
-  library.init(arm);
-
-  // The inverse solver checks none of its arm's form: an arm of another form gets answers
-  // that miss the pose (the residual shows by how much).
-  const int form = library.checkArmForm(arm);
-  if (form != 0) {
-    const char* const fields[4] = {"a", "alpha", "d", "theta"};
-    const int record = (form - 1) / 4, field = (form - 1) % 4;
-    std::fprintf(stderr,
-                 "fkik: warning: the arm is not of the form the inverse solver is exact for "
-                 "(joint %d %s = %.17g); its inverse answers may miss the pose\n",
-                 record + 1, fields[field], arm[record][field]);
+  Library library = openLibrary(args, argv[0]);
+  if (args.command == "arm") return runArm(library, args, arm);
+  if (args.command != "fk") requireInverse(library, args, arm);
+  if (args.anyArm()) {
+    library.arm = createArm(library, args, arm);
+  } else {
+    library.init(arm);
   }
 
   if (args.command == "demo") return runDemo(library, args, angles, arm);

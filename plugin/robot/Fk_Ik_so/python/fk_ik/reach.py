@@ -8,7 +8,8 @@
 Every cell of an N x N grid over the plane is a TCP pose (the cell's centre, the given
 orientation) solved with Robot.ik_many in the configuration of the reference joint
 position, or in configuration mode M; the cell takes the colour of the result code. Lengths are in the arm's
-unit, angles in radians.
+unit, angles in radians. The arm must be of the form the inverse solver is exact for
+(fk_ik.check_arm_form 0): for any other, the map is refused.
 """
 
 import argparse
@@ -84,7 +85,8 @@ def cell_centres(extent, resolution):
 def reach_map(robot, plane="xy", at=0.0, extent=(-1, 1, -1, 1), resolution=400,
               rpy=(math.pi, 0.0, 0.0), tool=None, ref=DEFAULT_REF, mode=None, threads=None):
     """Result codes of the grid's poses, an int32 array of (rows, resolution): row 0 at the
-    lowest v, column 0 at the lowest u."""
+    lowest v, column 0 at the lowest u. ValueError for a robot whose arm is not of the
+    inverse solver's form (robot.arm_form not 0)."""
     u, v = cell_centres(extent, resolution)
     first, second, fixed = PLANES[plane]
     poses = np.empty((len(v), len(u), 6))
@@ -156,7 +158,8 @@ def main(argv=None):
                              "(bits 4 shoulder, 2 elbow, 1 wrist); the reference then sets "
                              "only the turns")
     parser.add_argument("--arm", metavar="FILE",
-                        help="six lines of a alpha d theta (default: the sample arm, metres)")
+                        help="six lines of modified DH rows a alpha d theta, of the inverse "
+                             "solver's form (default: the sample arm, metres)")
     parser.add_argument("--unit", default=None,
                         help="the arm's length unit for the axes (default m for the sample arm)")
     parser.add_argument("--size", type=int, nargs=2, default=(760, 480), metavar=("WIDTH", "HEIGHT"),
@@ -169,6 +172,13 @@ def main(argv=None):
     try:
         mdh = read_arm(args.arm) if args.arm else SAMPLE_ARM
         robot = Robot(mdh)
+        if robot.arm_form != 0:
+            # The inverse would answer SOLVED with joints that miss the pose: every cell
+            # would be painted solved, wrongly.
+            row, field = divmod(robot.arm_form - 1, 4)
+            parser.error(f"{args.arm}: not an arm the inverse solver is exact for "
+                         f"({('a', 'alpha', 'd', 'theta')[field]} of joint {row + 1} breaks its "
+                         f"form, check_arm_form {robot.arm_form}); no reachability map")
         code, mode = robot.mode(args.ref)
         if args.mode is not None:
             mode = args.mode

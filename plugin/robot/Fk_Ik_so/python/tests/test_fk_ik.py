@@ -127,7 +127,3 @@ def test_reach_picture_colours_are_the_codes_of_direct_calls(tmp_path):
     for (x, y), code in zip(figure.axes[0].transData.transform(points), codes):
         assert np.abs(image[int(size[1] - y), int(x), :3] - reach.colour_image(np.array(code))).max() < 1 / 255
 
-
-def test_readme_example_runs():
-    exec(open(os.environ["FK_IK_README"], encoding="utf-8").read().split("```python\n")[1].split("```")[0], names := {})
-    assert names["code"] == Code.SOLVED
