@@ -72,16 +72,16 @@ std::string number(const char* format, double value) {
   return text;
 }
 
-const char* pairKind(const AxisPair& pair) {
-  if (pair.parallel && pair.intersecting) return "coincident";
-  if (pair.parallel) return "parallel";
-  if (pair.intersecting) return "intersecting";
-  if (pair.nearParallel) return "near parallel";
-  if (pair.nearIntersecting) return "near intersecting";
+}  // namespace
+
+const char* AxisPair::kind() const {
+  if (parallel && intersecting) return "coincident";
+  if (parallel) return "parallel";
+  if (intersecting) return "intersecting";
+  if (nearParallel) return "near parallel";
+  if (nearIntersecting) return "near intersecting";
   return "skew";
 }
-
-}  // namespace
 
 const char* familyName(ArmFamily family) {
   switch (family) {
@@ -147,8 +147,8 @@ ArmLayout ArmLayout::measure(const ArmDescription& description, Bool designedCha
 std::string ArmLayout::text() const {
   std::string out;
   for (int i = 0; i + 1 < Arm_Dof; ++i) {
-    out += "axes " + std::to_string(i + 1) + "-" + std::to_string(i + 2) + ": " +
-           pairKind(pair[i]) + ", angle " + number("%.9g", pair[i].angle) + " rad, distance " +
+    out += "axes " + std::to_string(i + 1) + "-" + std::to_string(i + 2) + ": " + pair[i].kind() +
+           ", angle " + number("%.9g", pair[i].angle) + " rad, distance " +
            number("%.9g", pair[i].distance) + "\n";
   }
   const auto meeting = [&](const char* name, Float64 distance) {

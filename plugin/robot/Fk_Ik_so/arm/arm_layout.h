@@ -46,6 +46,10 @@ struct FK_IK_SO_API AxisPair {
   // At the exact and at the near tolerance (distance relative to the arm's size).
   Bool parallel, intersecting;
   Bool nearParallel, nearIntersecting;
+
+  // "coincident", "parallel", "intersecting", "near parallel", "near intersecting" or
+  // "skew": the first that applies.
+  const char* kind() const;
 };
 
 struct FK_IK_SO_API ArmLayout {

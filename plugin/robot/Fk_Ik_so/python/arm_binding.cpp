@@ -80,16 +80,6 @@ py::array_t<double> jacobianOf(const fk_ik::ArmJacobian& j) {
   return out;
 }
 
-// A pair of axes by the name ArmLayout::text gives it.
-const char* pairKind(const fk_ik::AxisPair& pair) {
-  if (pair.parallel && pair.intersecting) return "coincident";
-  if (pair.parallel) return "parallel";
-  if (pair.intersecting) return "intersecting";
-  if (pair.nearParallel) return "near parallel";
-  if (pair.nearIntersecting) return "near intersecting";
-  return "skew";
-}
-
 // A URDF file's path: str, bytes or os.PathLike, in the file system's encoding.
 std::string pathOf(const py::object& path) {
   static PyObject* fsencode =
@@ -233,9 +223,9 @@ class PyArm {
     py::list pairs;
     for (int i = 0; i + 1 < fk_ik::Arm_Dof; ++i) {
       const fk_ik::AxisPair& p = l.pair[i];
-      pairs.append(py::dict(py::arg("axes") = py::make_tuple(i, i + 1),
-                            py::arg("kind") = pairKind(p), py::arg("angle") = p.angle,
-                            py::arg("distance") = p.distance, py::arg("parallel") = p.parallel,
+      pairs.append(py::dict(py::arg("axes") = py::make_tuple(i, i + 1), py::arg("kind") = p.kind(),
+                            py::arg("angle") = p.angle, py::arg("distance") = p.distance,
+                            py::arg("parallel") = p.parallel,
                             py::arg("intersecting") = p.intersecting,
                             py::arg("near_parallel") = p.nearParallel,
                             py::arg("near_intersecting") = p.nearIntersecting));
