@@ -1,5 +1,6 @@
 // The C functions of fk_ik_arm.h over fk_ik::Arm.
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <new>
 
@@ -12,7 +13,13 @@ struct FkIkArm {
 namespace fk_ik {
 
 FkIkArm* newArmHandle(const Arm& arm) {
-  return new (std::nothrow) FkIkArm{arm};
+  // Plain new, deleted by armDestroy's delete: hosts that replace the allocation functions
+  // see one pair.
+  try {
+    return new FkIkArm{arm};
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 const Arm* armOfHandle(const FkIkArm* handle) {
@@ -77,7 +84,9 @@ Int32 armCreateFromRows(const Float64 rows[6][4], Int32 convention, const Float6
     return fk_ik::Arm_Invalid;
   };
   if (convention != FK_IK_MODIFIED_ROWS && convention != FK_IK_STANDARD_ROWS) {
-    return refuse("the row convention is " + std::to_string(convention) +
+    char number[16];
+    std::snprintf(number, sizeof number, "%d", static_cast<int>(convention));
+    return refuse(std::string("the row convention is ") + number +
                   ", not 0 (modified) or 1 (standard)");
   }
   KDL::Frame baseFrame, flangeFrame;

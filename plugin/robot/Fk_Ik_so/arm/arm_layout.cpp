@@ -72,6 +72,12 @@ std::string number(const char* format, double value) {
   return text;
 }
 
+// Joint i's number in prose, 1 ... 6. (Not std::to_string: its digit table is a global
+// that two copies of the library loaded in one process would both define.)
+std::string joint(int i) {
+  return std::string(1, static_cast<char>('1' + i));
+}
+
 }  // namespace
 
 const char* AxisPair::kind() const {
@@ -147,9 +153,9 @@ ArmLayout ArmLayout::measure(const ArmDescription& description, Bool designedCha
 std::string ArmLayout::text() const {
   std::string out;
   for (int i = 0; i + 1 < Arm_Dof; ++i) {
-    out += "axes " + std::to_string(i + 1) + "-" + std::to_string(i + 2) + ": " + pair[i].kind() +
-           ", angle " + number("%.9g", pair[i].angle) + " rad, distance " +
-           number("%.9g", pair[i].distance) + "\n";
+    out += "axes " + joint(i) + "-" + joint(i + 1) + ": " + pair[i].kind() + ", angle " +
+           number("%.9g", pair[i].angle) + " rad, distance " + number("%.9g", pair[i].distance) +
+           "\n";
   }
   const auto meeting = [&](const char* name, Float64 distance) {
     std::string line = std::string(name) + ": ";
@@ -162,8 +168,7 @@ std::string ArmLayout::text() const {
   out += meeting("axes 1, 2, 3", baseDistance);
   out += meeting("axes 4, 5, 6", wristDistance);
   const auto triple = [](Int32 first) {
-    return "axes " + std::to_string(first + 1) + ", " + std::to_string(first + 2) + ", " +
-           std::to_string(first + 3);
+    return "axes " + joint(first) + ", " + joint(first + 1) + ", " + joint(first + 2);
   };
   if (parallelTriple >= 0) {
     out += "three parallel: " + triple(parallelTriple) + "\n";

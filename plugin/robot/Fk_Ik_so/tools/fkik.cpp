@@ -510,11 +510,14 @@ int main(int argc, char** argv) {
   Library library = openLibrary(args, argv[0]);
   if (args.command == "arm") return runArm(library, args, arm);
   if (args.command != "fk") requireInverse(library, args, arm);
-  if (args.anyArm()) {
-    library.arm = createArm(library, args, arm);
-  } else {
-    library.init(arm);
-  }
+  // The arm's handle lives as long as the library, freed when main returns.
+  struct ArmHandle {
+    FkIkArm* arm;
+    decltype(&::armDestroy) destroy;
+    ~ArmHandle() { destroy(arm); }
+  } handle{args.anyArm() ? createArm(library, args, arm) : nullptr, library.armDestroy};
+  library.arm = handle.arm;
+  if (!handle.arm) library.init(arm);
 
   if (args.command == "demo") return runDemo(library, args, angles, arm);
   Output out{args.format, args.batch, angles, csvColumns(args)};

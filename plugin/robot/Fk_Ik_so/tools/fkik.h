@@ -118,6 +118,7 @@ struct Library {
   decltype(&::armJntPosToTcpPos) armJntPosToTcpPos;
   decltype(&::armLayout) armLayout;
   decltype(&::armMdh) armMdh;
+  decltype(&::armDestroy) armDestroy;
   // Where this program lies, with a trailing slash: the URDF reader is looked for from it.
   std::string programDirectory;
   // The arm forward() computes for; null for the designed functions on init's rows.
@@ -135,9 +136,9 @@ struct Library {
 // The library given with --lib, else the one found by its SONAME (see fkik_arm.cpp).
 Library openLibrary(const Arguments& args, const char* argv0);
 
-// A handle of the arm the options give: rows are those of readArmRows. Kept until the
-// process ends, as the library is.
-const FkIkArm* createArm(const Library& library, const Arguments& args, const double rows[6][4]);
+// A handle of the arm the options give: rows are those of readArmRows. The caller frees it
+// with armDestroy.
+FkIkArm* createArm(const Library& library, const Arguments& args, const double rows[6][4]);
 
 // The arm command: the arm's layout and its equivalent modified description.
 int runArm(const Library& library, const Arguments& args, const double rows[6][4]);

@@ -121,10 +121,11 @@ Library openLibrary(const Arguments& args, const char* argv0) {
   bind(handle, file, "armJntPosToTcpPos", library.armJntPosToTcpPos);
   bind(handle, file, "armLayout", library.armLayout);
   bind(handle, file, "armMdh", library.armMdh);
+  bind(handle, file, "armDestroy", library.armDestroy);
   return library;
 }
 
-const FkIkArm* createArm(const Library& library, const Arguments& args, const double rows[6][4]) {
+FkIkArm* createArm(const Library& library, const Arguments& args, const double rows[6][4]) {
   FkIkArm* arm = nullptr;
   char message[512] = "";
   if (!args.urdfFile.empty()) {
@@ -145,12 +146,13 @@ const FkIkArm* createArm(const Library& library, const Arguments& args, const do
 }
 
 int runArm(const Library& library, const Arguments& args, const double rows[6][4]) {
-  const FkIkArm* arm = createArm(library, args, rows);
+  FkIkArm* arm = createArm(library, args, rows);
   Int32 family = 0, nearFamily = 0, designed = 0;
   char layout[4096] = "";
   double mdh[6][4], signs[6], base[4][4], flange[4][4];
   library.armLayout(arm, &family, &nearFamily, nullptr, nullptr, layout, sizeof layout);
   library.armMdh(arm, mdh, signs, base, flange, &designed);
+  library.armDestroy(arm);
   const Angles angles{args.degrees};
   for (auto& row : mdh) {
     row[1] = angles.out(row[1]);
