@@ -78,8 +78,9 @@ KDL::Rotation alongZ(const KDL::Vector& z) {
 // Code for processors with AVX2 beside the baseline's, chosen when the library is loaded:
 // the baseline's four-lane vectors are pairs of two-lane ones, and it builds every
 // broadcast scalar through memory. Both round alike (no fused operations in either). GCC
-// only: clang 14's link-time optimisation fails on the clones.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+// only, and not under ThreadSanitizer: clang 14's link-time optimisation fails on the
+// clones, and the resolver that picks one runs before ThreadSanitizer's run time is set up.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_THREAD__)
 #define FK_IK_ARM_CLONES __attribute__((target_clones("avx2", "default")))
 #else
 #define FK_IK_ARM_CLONES
