@@ -50,16 +50,20 @@ std::string frameFault(const KDL::Frame& frame) {
 
 }  // namespace
 
+Float64 length(const KDL::Vector& v) {
+  return std::hypot(v.x(), v.y(), v.z());
+}
+
 KDL::Vector unitVector(const KDL::Vector& v) {
   const double largest = std::fmax(std::fabs(v.x()), std::fmax(std::fabs(v.y()), std::fabs(v.z())));
   if (!(largest > 0)) return KDL::Vector::Zero();
   const KDL::Vector scaled = v / largest;
-  return scaled / scaled.Norm();
+  return scaled / length(scaled);
 }
 
 KDL::Vector acrossUnit(const KDL::Vector& u, const KDL::Vector& hint) {
   const KDL::Vector rest = unitVector(hint - u * KDL::dot(u, hint));
-  if (rest.Norm() > 0.5) return rest;
+  if (length(rest) > 0.5) return rest;
   const Float64 x = std::fabs(u.x()), y = std::fabs(u.y()), z = std::fabs(u.z());
   const KDL::Vector axis = x <= y && x <= z ? KDL::Vector(1, 0, 0)
                            : y <= z         ? KDL::Vector(0, 1, 0)
@@ -122,7 +126,7 @@ Int32 ArmDescription::check(std::string* message) const {
     if (!finite(axis[i])) {
       return refuse(message, std::string(kJointNames[i]) + " axis: an element is not finite");
     }
-    if (unitVector(axis[i]).Norm() == 0) {
+    if (length(unitVector(axis[i])) == 0) {
       return refuse(message, std::string(kJointNames[i]) + " axis: of zero length");
     }
     if (std::isnan(lower[i]) || std::isnan(upper[i]) || lower[i] > upper[i]) {
@@ -136,8 +140,8 @@ Int32 ArmDescription::check(std::string* message) const {
 }
 
 Float64 ArmDescription::size() const {
-  Float64 sum = flange.p.Norm();
-  for (int i = 0; i < Arm_Dof; ++i) sum += joint[i].p.Norm();
+  Float64 sum = length(flange.p);
+  for (int i = 0; i < Arm_Dof; ++i) sum += length(joint[i].p);
   return sum > 0 ? sum : 1.0;
 }
 

@@ -77,6 +77,10 @@ struct FK_IK_SO_API ArmDescription {
   Void axesAtZero(KDL::Vector point[Arm_Dof], KDL::Vector direction[Arm_Dof]) const;
 };
 
+// The length of v, without overflow or underflow for any finite v. (KDL's Vector::Norm
+// reads every vector whose elements are all below 1e-6 as of length 0.)
+FK_IK_SO_API Float64 length(const KDL::Vector& v);
+
 // v scaled to unit length, computed without overflow or underflow for any finite v;
 // zero when v is zero.
 FK_IK_SO_API KDL::Vector unitVector(const KDL::Vector& v);

@@ -15,10 +15,10 @@ AxisPair measurePair(const KDL::Vector& p, const KDL::Vector& u, const KDL::Vect
                      const KDL::Vector& v, Float64 size) {
   AxisPair pair;
   const KDL::Vector w = u * v;
-  pair.angle = std::atan2(w.Norm(), std::fabs(KDL::dot(u, v)));
+  pair.angle = std::atan2(length(w), std::fabs(KDL::dot(u, v)));
   // Across parallel lines; else along the common normal, whose direction is w's.
   pair.distance =
-      pair.angle <= Layout_Exact ? ((q - p) * u).Norm() : std::fabs(KDL::dot(q - p, unitVector(w)));
+      pair.angle <= Layout_Exact ? length((q - p) * u) : std::fabs(KDL::dot(q - p, unitVector(w)));
   pair.parallel = pair.angle <= Layout_Exact;
   pair.intersecting = pair.distance <= Layout_Exact * size;
   pair.nearParallel = pair.angle <= Layout_Near;
@@ -43,7 +43,7 @@ Float64 meetingDistance(const KDL::Vector* p, const KDL::Vector* u, const AxisPa
   Float64 worst = 0;
   for (int k = 0; k < 3; ++k) {
     const KDL::Vector offset = KDL::Vector(x(0), x(1), x(2)) - p[k];
-    worst = std::fmax(worst, (offset * u[k]).Norm());
+    worst = std::fmax(worst, length(offset * u[k]));
   }
   return std::isnan(worst) ? kInfinity : worst;
 }

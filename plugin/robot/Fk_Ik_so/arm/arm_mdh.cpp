@@ -25,12 +25,12 @@ void naturalFrames(const KDL::Vector* p, const KDL::Vector* u, Float64 size, KDL
     const KDL::Vector& v = u[i + 1];
     const KDL::Vector w = u[i] * v;
     KDL::Vector foot;
-    if (w.Norm() <= kParallel) {
+    if (length(w) <= kParallel) {
       // Through the foot of the normal before (or the first frame's origin).
       const KDL::Vector toNext = p[i + 1] - origin;
       const KDL::Vector gap = toNext - u[i] * KDL::dot(toNext, u[i]);
       // Axes on one line (to rounding) leave the normal's direction free: the one before.
-      x = acrossUnit(u[i], gap.Norm() > kParallel * size ? gap : x);
+      x = acrossUnit(u[i], length(gap) > kParallel * size ? gap : x);
       foot = origin + gap;
     } else {
       // The closest points of the two lines, and the normal's direction from this axis
@@ -146,7 +146,7 @@ ArmMdh ArmMdh::of(const Arm& arm) {
     for (int i = 0; i < 9; ++i) {
       rotation = std::fmax(rotation, std::fabs(rows.M.data[i] - exact.M.data[i]));
     }
-    const Float64 off = (rows.p - exact.p).Norm() / arm.size() + rotation;
+    const Float64 off = length(rows.p - exact.p) / arm.size() + rotation;
     mdh.deviation = std::fmax(mdh.deviation, std::isnan(off) ? INFINITY : off);
   }
   return mdh;

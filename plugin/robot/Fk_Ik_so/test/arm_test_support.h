@@ -134,11 +134,12 @@ inline KDL::Chain kdlChain(const ArmDescription& d) {
 }
 
 // Distance of two frames: origins apart relative to scale, plus the largest difference of
-// the rotations' elements (KDL's angle between rotations reads 0 below about 1e-9 rad).
+// the rotations' elements (KDL's angle between rotations, and its vector length, read 0
+// below about 1e-6).
 inline double frameDistance(const KDL::Frame& a, const KDL::Frame& b, double scale) {
   double rotation = 0;
   for (int i = 0; i < 9; ++i) rotation = std::fmax(rotation, std::fabs(a.M.data[i] - b.M.data[i]));
-  return (a.p - b.p).Norm() / scale + rotation;
+  return fk_ik::length(a.p - b.p) / scale + rotation;
 }
 
 }  // namespace arm_test

@@ -32,7 +32,7 @@ TEST(ArmForwardKinematics, MatchesKdlChainOfTheSameJoints) {
     const ArmDescription& d = named.arm.description();
     const KDL::Chain chain = kdlChain(d);
     KDL::ChainFkSolverPos_recursive kdl(chain);
-    const double scale = named.arm.size() + d.base.p.Norm() + 1;
+    const double scale = named.arm.size() + fk_ik::length(d.base.p) + 1;
     for (int k = 0; k < test_support::caseCount(300); ++k) {
       double q[6];
       randomJoints(rng, 2 * M_PI, q);
@@ -53,8 +53,8 @@ TEST(ArmForwardKinematics, MatchesKdlChainOfTheSameJoints) {
         KDL::Frame segment;
         kdl.JntToCart(joints, segment, i + 1);
         const KDL::Vector axis = segment.M * fk_ik::unitVector(d.axis[i]);
-        ASSERT_LT((frames[i].M.UnitZ() - axis).Norm(), 1e-12) << named.name << " joint " << i;
-        ASSERT_LT((frames[i].p - segment.p).Norm() / scale, 1e-12) << named.name;
+        ASSERT_LT(fk_ik::length(frames[i].M.UnitZ() - axis), 1e-12) << named.name << " joint " << i;
+        ASSERT_LT(fk_ik::length(frames[i].p - segment.p) / scale, 1e-12) << named.name;
       }
     }
   }

@@ -72,7 +72,7 @@ TEST(ArmMdh, RowsRebuildEveryArm) {
     EXPECT_LT(mdh.deviation, 1e-13) << named.name;
     for (double value : mdh.rows[0]) EXPECT_EQ(value, 0);
     const Arm rebuilt = build(descriptionOfRows(mdh));
-    const double scale = named.arm.size() + named.arm.description().base.p.Norm();
+    const double scale = named.arm.size() + fk_ik::length(named.arm.description().base.p);
     for (int c = 0; c < 50; ++c) {
       double q[6];
       randomJoints(rng, 2 * M_PI, q);

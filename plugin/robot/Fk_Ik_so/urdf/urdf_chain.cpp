@@ -139,7 +139,7 @@ Int32 describePath(const std::vector<const urdf::Joint*>& path, const std::strin
     if (i >= Arm_Dof) continue;
     result.joint[i] = origin;
     result.axis[i] = KDL::Vector(joint->axis.x, joint->axis.y, joint->axis.z);
-    if (unitVector(result.axis[i]).Norm() == 0) {
+    if (length(unitVector(result.axis[i])) == 0) {
       return refuse(message, "joint " + quoted(joint->name) + " has an axis of zero length");
     }
     if (joint->type == urdf::Joint::REVOLUTE && joint->limits) {
