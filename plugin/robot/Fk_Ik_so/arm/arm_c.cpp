@@ -5,6 +5,7 @@
 #include <new>
 
 #include "arm_handle.h"
+#include "arm_ik.h"
 
 struct FkIkArm {
   fk_ik::Arm arm;
@@ -58,9 +59,10 @@ std::string bottomRowFault(const Float64 m[4][4], const char* name) {
   return std::string(name) + " frame: the bottom row is not 0 0 0 1";
 }
 
-KDL::Frame toolFrame(const Float64 tool[6]) {
-  return KDL::Frame(KDL::Rotation::RPY(tool[3], tool[4], tool[5]),
-                    KDL::Vector(tool[0], tool[1], tool[2]));
+// A pose or tool vector x, y, z, roll, pitch, yaw as its frame.
+KDL::Frame poseFrame(const Float64 pose[6]) {
+  return KDL::Frame(KDL::Rotation::RPY(pose[3], pose[4], pose[5]),
+                    KDL::Vector(pose[0], pose[1], pose[2]));
 }
 
 void copyJacobian(const fk_ik::ArmJacobian& j, Float64 out[6][6]) {
@@ -126,7 +128,7 @@ Int32 armJntPosToTcpPos(const FkIkArm* arm, const Float64 jntPos[6], const Float
                         Float64 tcpPos[6]) {
   if (!arm) return fk_ik::Arm_Invalid;
   KDL::Frame tcp;
-  arm->arm.tcpFrame(jntPos, toolFrame(tool), tcp);
+  arm->arm.tcpFrame(jntPos, poseFrame(tool), tcp);
   for (int i = 0; i < 3; ++i) tcpPos[i] = tcp.p(i);
   tcp.M.GetRPY(tcpPos[3], tcpPos[4], tcpPos[5]);
   return fk_ik::Arm_Ok;
@@ -136,7 +138,7 @@ Int32 armJacobian(const FkIkArm* arm, const Float64 jntPos[6], const Float64 too
                   Float64 jacobian[6][6]) {
   if (!arm) return fk_ik::Arm_Invalid;
   fk_ik::ArmJacobian j;
-  arm->arm.jacobian(jntPos, toolFrame(tool), j);
+  arm->arm.jacobian(jntPos, poseFrame(tool), j);
   copyJacobian(j, jacobian);
   return fk_ik::Arm_Ok;
 }
@@ -145,10 +147,35 @@ Int32 armJacobianDot(const FkIkArm* arm, const Float64 jntPos[6], const Float64 
                      const Float64 tool[6], Float64 jacobian[6][6], Float64 jacobianDot[6][6]) {
   if (!arm) return fk_ik::Arm_Invalid;
   fk_ik::ArmJacobian j, jDot;
-  arm->arm.jacobianDot(jntPos, jntVel, toolFrame(tool), j, jDot);
+  arm->arm.jacobianDot(jntPos, jntVel, poseFrame(tool), j, jDot);
   copyJacobian(j, jacobian);
   copyJacobian(jDot, jacobianDot);
   return fk_ik::Arm_Ok;
+}
+
+Int32 armTcpPosToAllJntPos(const FkIkArm* arm, const Float64 tcpPos[6], const Float64 tool[6],
+                           Float64 jntPos[16][6], Int32 singular[16], Int32* count) {
+  *count = 0;
+  if (!arm) return fk_ik::Arm_Invalid;
+  fk_ik::ArmIkSolutions all;
+  const Int32 code = fk_ik::armIkAll(arm->arm, poseFrame(tcpPos), poseFrame(tool), all);
+  for (int k = 0; k < all.count; ++k) {
+    std::copy(all.q[k], all.q[k] + 6, jntPos[k]);
+    singular[k] = all.singular[k];
+  }
+  *count = all.count;
+  return code;
+}
+
+Int32 armTcpPosToNearestJntPos(const FkIkArm* arm, const Float64 tcpPos[6], const Float64 tool[6],
+                               const Float64 jntPosRef[6], const Float64 lower[6],
+                               const Float64 upper[6], Float64 jntPos[6]) {
+  Float64 q[6];
+  const Int32 code = arm ? fk_ik::armIkNearest(arm->arm, poseFrame(tcpPos), poseFrame(tool),
+                                               jntPosRef, lower, upper, q)
+                         : fk_ik::Arm_Invalid;
+  for (int i = 0; i < 6; ++i) jntPos[i] = code == 0 ? q[i] : 0.0;
+  return code;
 }
 
 Int32 armLimits(const FkIkArm* arm, Float64 lower[6], Float64 upper[6]) {

@@ -3,7 +3,7 @@
 #ifndef FK_IK_SO_ARM_ARM_IK_SOLUTIONS_H
 #define FK_IK_SO_ARM_ARM_IK_SOLUTIONS_H
 
-#include "arm_description.h"
+#include "arm.h"
 
 namespace fk_ik {
 
@@ -15,6 +15,29 @@ struct FK_IK_SO_API ArmIkSolutions {
   Float64 q[Ik_Max_Solutions][Arm_Dof];
   Bool singular[Ik_Max_Solutions];
 };
+
+// Result codes of the inverses, beside ArmCode's (the first is the library's code for a
+// target out of reach).
+enum ArmIkCode : Int32 {
+  // No joint position reaches the target; count 0.
+  Arm_Out_Of_Reach = 6,
+  // The arm's axes are not of a form the solver covers; count 0.
+  Arm_Not_Covered = 11,
+};
+
+// A solution's flange within this of its target: times the arm's size for the origin, the
+// rotation's angle in rad.
+const Float64 Ik_Reach = 1e-10;
+// Two solutions within this (rad) in every joint are one.
+const Float64 Ik_Same = 1e-9;
+
+// Whether every element of the frame is finite.
+FK_IK_SO_LOCAL Bool finiteFrame(const KDL::Frame& f);
+
+// q appended to out when the arm's flange at q reaches target within Ik_Reach and no
+// solution already there is the same (Ik_Same); nothing beyond Ik_Max_Solutions.
+FK_IK_SO_LOCAL void keepSolution(const Arm& arm, const KDL::Frame& target, const Float64 q[Arm_Dof],
+                                 Bool singular, ArmIkSolutions& out);
 
 }  // namespace fk_ik
 

@@ -2,7 +2,9 @@
  * host can hold several at once beside the designed functions' one process-wide model.
  * Every function takes plain arrays and returns a code: 0 done, 9 (FK_IK_ARM_INVALID) for
  * a refused description or a null handle; the URDF reader (fk_ik_urdf.h) adds 10 for a
- * file it cannot read. The computing functions may run concurrently on one handle.
+ * file it cannot read; the inverses add the library's 6 (out of reach), 7 (none within the
+ * limits) and 8 (invalid limits), and 11 (FK_IK_ARM_NOT_COVERED) for an arm no closed form
+ * covers yet. The computing functions may run concurrently on one handle.
  *
  * Rows are six rows of a, alpha, d, theta (the library's column order for both
  * conventions), joint 1 first; lengths in any unit, angles in radians. Frames are 4 x 4
@@ -17,6 +19,7 @@
 
 #define FK_IK_ARM_INVALID 9
 #define FK_IK_ARM_UNREADABLE 10
+#define FK_IK_ARM_NOT_COVERED 11
 
 /* Row conventions: Craig's modified rows, and standard (distal) rows. */
 #define FK_IK_MODIFIED_ROWS 0
@@ -55,6 +58,23 @@ Int32 armJacobian(const FkIkArm* arm, const Float64 jntPos[6], const Float64 too
 /* The Jacobian and its time derivative dJ/dt at joint velocity jntVel. */
 Int32 armJacobianDot(const FkIkArm* arm, const Float64 jntPos[6], const Float64 jntVel[6],
                      const Float64 tool[6], Float64 jacobian[6][6], Float64 jacobianDot[6][6]);
+
+/* Every joint position putting the tool centre point at tcpPos with the tool: count rows
+ * of jntPos (each joint in (-pi, pi]) with singular[k] 1 for a singular one (on a continuum
+ * of solutions, or the Jacobian's smallest singular value, its linear rows divided by the
+ * arm's size, below 1e-6), at most 16. Returns 0 (count >= 1), 6 out of reach, 11 not
+ * covered, 9 for a null handle or a pose or tool that is not finite; count is 0 then. */
+Int32 armTcpPosToAllJntPos(const FkIkArm* arm, const Float64 tcpPos[6], const Float64 tool[6],
+                           Float64 jntPos[16][6], Int32 singular[16], Int32* count);
+
+/* The solution, or whole-turn variant of one, whose largest joint difference from
+ * jntPosRef is smallest, each joint within [lower, upper] (null: the arm's own limits;
+ * infinite values: none). Returns 0; 8 for a limit that is not a number or a lower above
+ * its upper; 7 when no solution fits; else armTcpPosToAllJntPos's code. Always writes
+ * jntPos: six zeros when the code is not 0. */
+Int32 armTcpPosToNearestJntPos(const FkIkArm* arm, const Float64 tcpPos[6], const Float64 tool[6],
+                               const Float64 jntPosRef[6], const Float64 lower[6],
+                               const Float64 upper[6], Float64 jntPos[6]);
 
 /* The arm's joint limits (infinite where none). */
 Int32 armLimits(const FkIkArm* arm, Float64 lower[6], Float64 upper[6]);

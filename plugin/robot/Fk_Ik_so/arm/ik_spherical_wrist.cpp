@@ -8,11 +8,6 @@ namespace fk_ik {
 
 namespace {
 
-// A solution's flange within this of the target (times the size for lengths, in rad for
-// the rotation).
-const Float64 kReach = 1e-10;
-// Two solutions within this in every joint are one.
-const Float64 kSame = 1e-9;
 // Axes 4 and 6 this close (rad) to one line are taken to be on it, well beyond the rounding
 // of joints 1-3 that keeps a pose on the line from meeting it exactly: joint 4 is set to 0
 // when joint 5 then still points axis 6 within kSnap (rad) of where it must. Off the line
@@ -140,49 +135,6 @@ Int32 orientWrist(const Screws& s, const KDL::Frame& rest, Float64 q[2][3], Bool
   return n;
 }
 
-Bool finiteFrame(const KDL::Frame& f) {
-  for (int i = 0; i < 3; ++i) {
-    if (!std::isfinite(f.p(i))) return false;
-    for (int j = 0; j < 3; ++j) {
-      if (!std::isfinite(f.M(i, j))) return false;
-    }
-  }
-  return true;
-}
-
-// The angle between two rotations where it is small, from their elements' differences (the
-// root of their summed squares is sqrt(2) times it); a target whose matrix is not a
-// rotation cannot come near.
-Float64 rotationDistance(const KDL::Rotation& a, const KDL::Rotation& b) {
-  Float64 sum = 0;
-  for (int i = 0; i < 3; ++i) {
-    for (int j = 0; j < 3; ++j) sum += (a(i, j) - b(i, j)) * (a(i, j) - b(i, j));
-  }
-  return std::sqrt(sum / 2);
-}
-
-// q into out when its flange reaches the target and no solution there is the same.
-void keep(const Arm& arm, const KDL::Frame& target, const Float64 q[Arm_Dof], Bool singular,
-          ArmIkSolutions& out) {
-  KDL::Frame reached;
-  arm.flangeFrame(q, reached);
-  if (!(length(reached.p - target.p) <= kReach * arm.size()) ||
-      !(rotationDistance(reached.M, target.M) <= kReach)) {
-    return;
-  }
-  for (int k = 0; k < out.count; ++k) {
-    Float64 apart = 0;
-    for (int i = 0; i < Arm_Dof; ++i) {
-      apart = std::fmax(apart, std::fabs(wrapAngle(out.q[k][i] - q[i])));
-    }
-    if (apart <= kSame) return;
-  }
-  if (out.count == Ik_Max_Solutions) return;
-  for (int i = 0; i < Arm_Dof; ++i) out.q[out.count][i] = q[i];
-  out.singular[out.count] = singular;
-  ++out.count;
-}
-
 }  // namespace
 
 Int32 solveSphericalWrist(const Arm& arm, const KDL::Frame& target, ArmIkSolutions& out) {
@@ -207,7 +159,7 @@ Int32 solveSphericalWrist(const Arm& arm, const KDL::Frame& target, ArmIkSolutio
     for (int j = 0; j < m; ++j) {
       const Float64 q[Arm_Dof] = {placed[i][0], placed[i][1], placed[i][2],
                                   wrist[j][0],  wrist[j][1],  wrist[j][2]};
-      keep(arm, target, q, shoulderSingular || aligned[j], out);
+      keepSolution(arm, target, q, shoulderSingular || aligned[j], out);
     }
   }
   if (out.count == 0) return Arm_Out_Of_Reach;

@@ -32,15 +32,6 @@
 
 namespace fk_ik {
 
-// Result codes of the closed-form inverses, beside ArmCode's (the first is the library's
-// code for a target out of reach).
-enum ArmIkCode : Int32 {
-  // No joint position reaches the target; count 0.
-  Arm_Out_Of_Reach = 6,
-  // The arm's axes are not of a form the solver covers; count 0.
-  Arm_Not_Covered = 11,
-};
-
 // All solutions reaching the flange frame target (in the base frame) into out. Returns
 // Arm_Ok with out.count >= 1; Arm_Out_Of_Reach; Arm_Invalid for a target with a value
 // that is not finite; Arm_Not_Covered unless axes 4-6 meet in one point and either axes 2

@@ -137,6 +137,19 @@ void checkArms(const Input& in) {
     REQUIRE(family >= 0 && family <= 4);
     REQUIRE(armMdh(arm, rows, nullptr, nullptr, nullptr, &designed) == 0);
     REQUIRE(designed == (checkArmForm(rows) == 0));
+    // Every inverse answer reaches the pose it was asked for (the solvers check it with the
+    // forward kinematics); the nearest one is among them, within the limits.
+    double all[16][6], nearest[6];
+    int singular[16], count;
+    const int allCode = armTcpPosToAllJntPos(arm, pose, in.tool, all, singular, &count);
+    REQUIRE(allCode == 0 ? count >= 1 && count <= 16 : count == 0);
+    REQUIRE(allCode == 0 || allCode == 6 || allCode == 9 || allCode == 11);
+    const int nearCode =
+        armTcpPosToNearestJntPos(arm, pose, in.tool, in.ref, nullptr, nullptr, nearest);
+    REQUIRE(nearCode == 0 ? allCode == 0 : nearCode == allCode || nearCode == 7 || nearCode == 8);
+    for (int k = 0; k < count; ++k) {
+      for (double value : all[k]) REQUIRE(std::isfinite(value) && std::fabs(value) <= M_PI);
+    }
     if (in.folded && convention == FK_IK_MODIFIED_ROWS && std::fabs(std::cos(pose[4])) > 1e-6) {
       // The plain product of the same rows, senses, base and flange (away from a pitch of
       // +-pi/2, where the pose vector's roll and yaw lose their precision).

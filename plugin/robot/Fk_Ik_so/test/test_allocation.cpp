@@ -76,6 +76,10 @@ TEST(Allocation, ArmCallsAllocateNothing) {
       armJacobianDot(handle, q, qd, tool, j, jDot);
       armLimits(handle, low, high);
       armMdh(handle, nullptr, nullptr, nullptr, nullptr, nullptr);
+      double all[16][6];
+      Int32 singular[16], count;
+      armTcpPosToAllJntPos(handle, pose, tool, all, singular, &count);
+      armTcpPosToNearestJntPos(handle, pose, tool, q, nullptr, nullptr, q);
       EXPECT_EQ(allocationCount - before, 0) << named.name;
     }
     armDestroy(handle);

@@ -69,7 +69,8 @@ TEST(ConcurrentCalls, ArmHandlesAnswerBitForBitAsOneThreadDoes) {
     handles.push_back(fk_ik::newArmHandle(named.arm));
   struct Call {
     FkIkArm* arm;
-    double q[6], qd[6], tool[6], pose[6], j[6][6], jDot[6][6];
+    double q[6], qd[6], tool[6], pose[6], j[6][6], jDot[6][6], all[16][6];
+    Int32 singular[16], count, code;
   } calls[300];
   std::mt19937_64 rng(41);
   for (int k = 0; k < 300; ++k) {
@@ -80,6 +81,7 @@ TEST(ConcurrentCalls, ArmHandlesAnswerBitForBitAsOneThreadDoes) {
     arm_test::randomJoints(rng, 0.2, c.tool);
     ASSERT_EQ(armJntPosToTcpPos(c.arm, c.q, c.tool, c.pose), 0);
     ASSERT_EQ(armJacobianDot(c.arm, c.q, c.qd, c.tool, c.j, c.jDot), 0);
+    c.code = armTcpPosToAllJntPos(c.arm, c.pose, c.tool, c.all, c.singular, &c.count);
   }
   std::atomic<int> mismatches(0);
   std::vector<std::thread> threads;
@@ -87,7 +89,12 @@ TEST(ConcurrentCalls, ArmHandlesAnswerBitForBitAsOneThreadDoes) {
     threads.emplace_back([&, t] {
       for (int n = 0; n < test_support::caseCount(20000) / 4; ++n) {
         const Call& c = calls[(n * 7 + t * 37) % 300];
-        double pose[6], j[6][6], jDot[6][6];
+        double pose[6], j[6][6], jDot[6][6], all[16][6];
+        Int32 singular[16], count;
+        mismatches +=
+            armTcpPosToAllJntPos(c.arm, c.pose, c.tool, all, singular, &count) != c.code ||
+            count != c.count || std::memcmp(all, c.all, sizeof(double) * 6 * count) ||
+            std::memcmp(singular, c.singular, sizeof(Int32) * count);
         mismatches += armJntPosToTcpPos(c.arm, c.q, c.tool, pose) != 0 ||
                       std::memcmp(pose, c.pose, sizeof pose) ||
                       armJacobianDot(c.arm, c.q, c.qd, c.tool, j, jDot) != 0 ||

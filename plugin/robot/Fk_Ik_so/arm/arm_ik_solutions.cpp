@@ -1,0 +1,55 @@
+#include "arm_ik_solutions.h"
+
+#include <cmath>
+
+#include "subproblems.h"
+
+namespace fk_ik {
+
+namespace {
+
+// The angle between two rotations where it is small, from their elements' differences (the
+// root of their summed squares is sqrt(2) times it); a target whose matrix is not a
+// rotation cannot come near.
+Float64 rotationDistance(const KDL::Rotation& a, const KDL::Rotation& b) {
+  Float64 sum = 0;
+  for (int i = 0; i < 3; ++i) {
+    for (int j = 0; j < 3; ++j) sum += (a(i, j) - b(i, j)) * (a(i, j) - b(i, j));
+  }
+  return std::sqrt(sum / 2);
+}
+
+}  // namespace
+
+Bool finiteFrame(const KDL::Frame& f) {
+  for (int i = 0; i < 3; ++i) {
+    if (!std::isfinite(f.p(i))) return false;
+    for (int j = 0; j < 3; ++j) {
+      if (!std::isfinite(f.M(i, j))) return false;
+    }
+  }
+  return true;
+}
+
+void keepSolution(const Arm& arm, const KDL::Frame& target, const Float64 q[Arm_Dof], Bool singular,
+                  ArmIkSolutions& out) {
+  KDL::Frame reached;
+  arm.flangeFrame(q, reached);
+  if (!(length(reached.p - target.p) <= Ik_Reach * arm.size()) ||
+      !(rotationDistance(reached.M, target.M) <= Ik_Reach)) {
+    return;
+  }
+  for (int k = 0; k < out.count; ++k) {
+    Float64 apart = 0;
+    for (int i = 0; i < Arm_Dof; ++i) {
+      apart = std::fmax(apart, std::fabs(wrapAngle(out.q[k][i] - q[i])));
+    }
+    if (apart <= Ik_Same) return;
+  }
+  if (out.count == Ik_Max_Solutions) return;
+  for (int i = 0; i < Arm_Dof; ++i) out.q[out.count][i] = q[i];
+  out.singular[out.count] = singular;
+  ++out.count;
+}
+
+}  // namespace fk_ik
