@@ -127,6 +127,7 @@ Void Arm::_assign(const ArmDescription& description) {
   _layout.size = description.size();
   _mdh = ArmMdh::of(*this);
   _layout = ArmLayout::measure(description, _mdh.designedForm);
+  _inverse = InversePlan::of(*this);
 }
 
 Void Arm::flangeFrame(const Float64 q[Arm_Dof], KDL::Frame& flange) const {

@@ -11,6 +11,7 @@
 #include "arm_description.h"
 #include "arm_layout.h"
 #include "arm_mdh.h"
+#include "arm_screws.h"
 
 namespace fk_ik {
 
@@ -32,6 +33,8 @@ class FK_IK_SO_API Arm {
   Float64 size() const { return _layout.size; }
   const ArmLayout& layout() const { return _layout; }
   const ArmMdh& mdh() const { return _mdh; }
+  // How the inverse solves this arm (arm_ik.h).
+  const InversePlan& inversePlan() const { return _inverse; }
 
   // The flange frame at joint position q, in the base frame. q not finite: frames that
   // are not finite, nothing worse.
@@ -64,6 +67,7 @@ class FK_IK_SO_API Arm {
   Link _link[Arm_Dof + 1];
   ArmLayout _layout;
   ArmMdh _mdh;
+  InversePlan _inverse;
 };
 
 }  // namespace fk_ik

@@ -1,6 +1,8 @@
 #include "arm_ik.h"
 
+#include <Eigen/Cholesky>
 #include <Eigen/SVD>
+#include <algorithm>
 #include <cmath>
 
 #include "ik_spherical_wrist.h"
@@ -21,6 +23,48 @@ Bool singularAt(const Arm& arm, const Float64 q[Arm_Dof], const KDL::Frame& tool
   return !(svd.singularValues()(Arm_Dof - 1) >= Ik_Singular);
 }
 
+// Damped Newton steps (Levenberg-Marquardt) on the true arm from q towards the flange
+// target: an idealised arm's candidates lie within about its deviation of the true arm's
+// solutions, some of them near a singular pose, where plain Newton steps overshoot. A step
+// that does not lower the error is taken back and the damping raised.
+const int kRefineSteps = 40;
+
+// Where the flange at q misses target: origin (relative to the size) and rotation vector
+// (the skew part of target * reached^-1, its sine times its axis), in the base frame.
+Eigen::Matrix<Float64, 6, 1> missOf(const Arm& arm, const KDL::Frame& target,
+                                    const Float64 q[Arm_Dof]) {
+  KDL::Frame reached;
+  arm.flangeFrame(q, reached);
+  const KDL::Rotation rest = target.M * reached.M.Inverse();
+  const KDL::Vector move = (target.p - reached.p) / arm.size();
+  Eigen::Matrix<Float64, 6, 1> miss;
+  miss << move.x(), move.y(), move.z(), (rest(2, 1) - rest(1, 2)) / 2,
+      (rest(0, 2) - rest(2, 0)) / 2, (rest(1, 0) - rest(0, 1)) / 2;
+  return miss;
+}
+
+void refine(const Arm& arm, const KDL::Frame& target, Float64 q[Arm_Dof]) {
+  Eigen::Matrix<Float64, 6, 1> miss = missOf(arm, target, q);
+  Float64 damping = 1e-6;
+  for (int step = 0; step < kRefineSteps && miss.cwiseAbs().maxCoeff() > 1e-15; ++step) {
+    ArmJacobian j;
+    arm.jacobian(q, KDL::Frame::Identity(), j);
+    j.topRows<3>() /= arm.size();
+    const ArmJacobian normal = j.transpose() * j + damping * ArmJacobian::Identity();
+    const Eigen::Matrix<Float64, 6, 1> dq = normal.ldlt().solve(j.transpose() * miss);
+    Float64 tried[Arm_Dof];
+    for (int i = 0; i < Arm_Dof; ++i) tried[i] = q[i] + dq(i);
+    const Eigen::Matrix<Float64, 6, 1> triedMiss = missOf(arm, target, tried);
+    if (triedMiss.norm() < miss.norm()) {
+      for (int i = 0; i < Arm_Dof; ++i) q[i] = wrapAngle(tried[i]);
+      miss = triedMiss;
+      damping = std::fmax(damping / 10, 1e-12);
+    } else {
+      damping *= 10;
+    }
+  }
+}
+
 // The whole-turn variant of x nearest reference within [low, high]; false when none is.
 Bool nearestTurn(Float64 x, Float64 reference, Float64 low, Float64 high, Float64& variant) {
   Float64 turns = std::round((reference - x) / kTurn);
@@ -37,8 +81,22 @@ Int32 armIkAll(const Arm& arm, const KDL::Frame& tcp, const KDL::Frame& tool, Ar
   out.count = 0;
   if (!finiteFrame(tcp) || !finiteFrame(tool)) return Arm_Invalid;
   const KDL::Frame flange = tcp * tool.Inverse();
-  Int32 code = solveThreeParallel(arm, flange, out);
-  if (code == Arm_Not_Covered) code = solveSphericalWrist(arm, flange, out);
+  const InversePlan& plan = arm.inversePlan();
+  const InverseRoute route = plan.route;
+  if (route == InverseRoute::None) return Arm_Not_Covered;
+  const Bool reversed = route == InverseRoute::Reversed || route == InverseRoute::IdealReversed;
+  const KDL::Frame target = reversed ? flange.Inverse() : flange;
+  Int32 code = solveThreeParallel(plan.screws, target, out);
+  if (code == Arm_Not_Covered) code = solveSphericalWrist(plan.screws, target, out);
+  // The reversed chain's joints in the arm's order; an idealised arm's refined on the true
+  // one; then each checked on the true arm.
+  for (int k = 0; k < out.count; ++k) {
+    if (reversed) std::reverse(out.q[k], out.q[k] + Arm_Dof);
+    if (route == InverseRoute::Ideal || route == InverseRoute::IdealReversed) {
+      refine(arm, flange, out.q[k]);
+    }
+  }
+  code = verifiedCandidates(arm, flange, code, out);
   for (int k = 0; k < out.count; ++k) {
     out.singular[k] = out.singular[k] || singularAt(arm, out.q[k], tool);
   }

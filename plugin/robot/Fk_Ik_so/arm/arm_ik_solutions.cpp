@@ -31,6 +31,23 @@ Bool finiteFrame(const KDL::Frame& f) {
   return true;
 }
 
+void appendCandidate(const Float64 q[Arm_Dof], Bool singular, ArmIkSolutions& out) {
+  if (out.count == Ik_Max_Solutions) return;
+  for (int i = 0; i < Arm_Dof; ++i) out.q[out.count][i] = q[i];
+  out.singular[out.count] = singular;
+  ++out.count;
+}
+
+Int32 verifiedCandidates(const Arm& arm, const KDL::Frame& target, Int32 code,
+                         ArmIkSolutions& out) {
+  const ArmIkSolutions candidates = out;
+  out.count = 0;
+  for (int k = 0; k < candidates.count; ++k) {
+    keepSolution(arm, target, candidates.q[k], candidates.singular[k], out);
+  }
+  return code == Arm_Ok && out.count == 0 ? Int32(Arm_Out_Of_Reach) : code;
+}
+
 void keepSolution(const Arm& arm, const KDL::Frame& target, const Float64 q[Arm_Dof], Bool singular,
                   ArmIkSolutions& out) {
   KDL::Frame reached;
@@ -46,10 +63,7 @@ void keepSolution(const Arm& arm, const KDL::Frame& target, const Float64 q[Arm_
     }
     if (apart <= Ik_Same) return;
   }
-  if (out.count == Ik_Max_Solutions) return;
-  for (int i = 0; i < Arm_Dof; ++i) out.q[out.count][i] = q[i];
-  out.singular[out.count] = singular;
-  ++out.count;
+  appendCandidate(q, singular, out);
 }
 
 }  // namespace fk_ik

@@ -4,6 +4,7 @@
 #define FK_IK_SO_ARM_ARM_IK_SOLUTIONS_H
 
 #include "arm.h"
+#include "arm_screws.h"
 
 namespace fk_ik {
 
@@ -33,6 +34,14 @@ const Float64 Ik_Same = 1e-9;
 
 // Whether every element of the frame is finite.
 FK_IK_SO_LOCAL Bool finiteFrame(const KDL::Frame& f);
+
+// q appended to out as it is (nothing beyond Ik_Max_Solutions).
+FK_IK_SO_LOCAL void appendCandidate(const Float64 q[Arm_Dof], Bool singular, ArmIkSolutions& out);
+
+// The candidates of out that reach target on the arm, duplicates merged (keepSolution), in
+// place of them all; code, a solver's, becomes Arm_Out_Of_Reach when none is left.
+FK_IK_SO_LOCAL Int32 verifiedCandidates(const Arm& arm, const KDL::Frame& target, Int32 code,
+                                        ArmIkSolutions& out);
 
 // q appended to out when the arm's flange at q reaches target within Ik_Reach and no
 // solution already there is the same (Ik_Same); nothing beyond Ik_Max_Solutions.

@@ -30,21 +30,9 @@ AxisPair measurePair(const KDL::Vector& p, const KDL::Vector& u, const KDL::Vect
 // infinite when two of them are parallel, where they meet nowhere.
 Float64 meetingDistance(const KDL::Vector* p, const KDL::Vector* u, const AxisPair* pairs) {
   if (pairs[0].parallel || pairs[1].parallel) return kInfinity;
-  Eigen::Matrix3d a = Eigen::Matrix3d::Zero();
-  Eigen::Vector3d b = Eigen::Vector3d::Zero();
-  for (int k = 0; k < 3; ++k) {
-    const Eigen::Vector3d uk(u[k].x(), u[k].y(), u[k].z());
-    const Eigen::Vector3d pk(p[k].x(), p[k].y(), p[k].z());
-    const Eigen::Matrix3d across = Eigen::Matrix3d::Identity() - uk * uk.transpose();
-    a += across;
-    b += across * pk;
-  }
-  const Eigen::Vector3d x = a.colPivHouseholderQr().solve(b);
+  const KDL::Vector x = pointNearestLines(p, u, 3);
   Float64 worst = 0;
-  for (int k = 0; k < 3; ++k) {
-    const KDL::Vector offset = KDL::Vector(x(0), x(1), x(2)) - p[k];
-    worst = std::fmax(worst, length(offset * u[k]));
-  }
+  for (int k = 0; k < 3; ++k) worst = std::fmax(worst, length((x - p[k]) * u[k]));
   return std::isnan(worst) ? kInfinity : worst;
 }
 
@@ -89,6 +77,20 @@ const char* AxisPair::kind() const {
   return "skew";
 }
 
+KDL::Vector pointNearestLines(const KDL::Vector* point, const KDL::Vector* direction, int n) {
+  Eigen::Matrix3d a = Eigen::Matrix3d::Zero();
+  Eigen::Vector3d b = Eigen::Vector3d::Zero();
+  for (int k = 0; k < n; ++k) {
+    const Eigen::Vector3d u(direction[k].x(), direction[k].y(), direction[k].z());
+    const Eigen::Vector3d p(point[k].x(), point[k].y(), point[k].z());
+    const Eigen::Matrix3d across = Eigen::Matrix3d::Identity() - u * u.transpose();
+    a += across;
+    b += across * p;
+  }
+  const Eigen::Vector3d x = a.colPivHouseholderQr().solve(b);
+  return KDL::Vector(x(0), x(1), x(2));
+}
+
 const char* familyName(ArmFamily family) {
   switch (family) {
     case ArmFamily::DesignedChain:
@@ -117,8 +119,13 @@ Float64 ArmLayout::designedChainDeviation(const ArmLayout& layout) {
 ArmLayout ArmLayout::measure(const ArmDescription& description, Bool designedChain) {
   KDL::Vector point[Arm_Dof], direction[Arm_Dof];
   description.axesAtZero(point, direction);
+  return ofLines(point, direction, description.size(), designedChain);
+}
+
+ArmLayout ArmLayout::ofLines(const KDL::Vector point[Arm_Dof], const KDL::Vector direction[Arm_Dof],
+                             Float64 size, Bool designedChain) {
   ArmLayout layout;
-  layout.size = description.size();
+  layout.size = size;
   for (int i = 0; i + 1 < Arm_Dof; ++i) {
     layout.pair[i] =
         measurePair(point[i], direction[i], point[i + 1], direction[i + 1], layout.size);

@@ -34,6 +34,11 @@ enum class ArmFamily : Int32 {
   General = 4,
 };
 
+// The point nearest n lines (least squares of its distances from them), lines given by a
+// point and a unit direction each.
+FK_IK_SO_API KDL::Vector pointNearestLines(const KDL::Vector* point, const KDL::Vector* direction,
+                                           int n);
+
 // "designed chain", "spherical wrist", "spherical base", "three parallel", "general".
 FK_IK_SO_API const char* familyName(ArmFamily family);
 
@@ -75,6 +80,9 @@ struct FK_IK_SO_API ArmLayout {
   // modified rows were found to be of the designed solver's form (ArmMdh), which decides
   // that family at the exact tolerance.
   static ArmLayout measure(const ArmDescription& description, Bool designedChain);
+  // The same from the axes as lines (a point and a unit direction each) and the size.
+  static ArmLayout ofLines(const KDL::Vector point[Arm_Dof], const KDL::Vector direction[Arm_Dof],
+                           Float64 size, Bool designedChain);
   // How far the axes are from the designed chain's layout (as nearDeviation); infinite
   // when a pair that must be apart meets.
   static Float64 designedChainDeviation(const ArmLayout& layout);

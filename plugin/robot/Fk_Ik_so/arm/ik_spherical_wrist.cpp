@@ -23,6 +23,7 @@ struct Screws {
   Line axis[Arm_Dof];
   KDL::Frame flangeAtZero;
   Float64 size;
+  Float64 tolerance;
   Shoulder form;
   // The wrist centre at zero; the meeting point of axes 1 and 2 (form Meeting).
   KDL::Vector centre, shoulder;
@@ -32,15 +33,13 @@ struct Screws {
 };
 
 // The arm's screws, or false when its layout is not one the solver covers.
-Bool screwsOf(const Arm& arm, Screws& s) {
-  KDL::Vector point[Arm_Dof], direction[Arm_Dof];
-  arm.description().axesAtZero(point, direction);
-  for (int i = 0; i < Arm_Dof; ++i) s.axis[i] = Line{point[i], direction[i]};
-  const Float64 zeros[Arm_Dof] = {};
-  arm.flangeFrame(zeros, s.flangeAtZero);
-  s.size = arm.size();
+Bool screwsOf(const ArmScrews& arm, Screws& s) {
+  for (int i = 0; i < Arm_Dof; ++i) s.axis[i] = arm.axis[i];
+  s.flangeAtZero = arm.flangeAtZero;
+  s.size = arm.layout.size;
+  s.tolerance = arm.tolerance;
   const Float64 exact = Layout_Exact * s.size;
-  const ArmLayout& layout = arm.layout();
+  const ArmLayout& layout = arm.layout;
   if (!(layout.wristDistance <= exact) || !meetingPoint(s.axis[3], s.axis[4], s.centre)) {
     return false;
   }
@@ -66,11 +65,12 @@ Int32 placeCentre(const Screws& s, const KDL::Vector& target, Float64 q[4][3]) {
   Int32 count = 0;
   if (s.form == Shoulder::Meeting) {
     // Joints 1 and 2 keep the centre's distance from their meeting point: joint 3 sets it.
-    const Int32 n3 =
-        rotationToDistance(s.axis[2], s.centre, s.shoulder, length(target - s.shoulder), q3);
+    const Int32 n3 = rotationToDistance(s.axis[2], s.centre, s.shoulder,
+                                        length(target - s.shoulder), q3, s.tolerance);
     for (int i = 0; i < n3; ++i) {
       const KDL::Vector elbow = screwMotion(s.axis[2], q3[i]) * s.centre;
-      const Int32 n12 = rotationsOntoMeeting(s.axis[0], s.axis[1], elbow, target, q1, q2);
+      const Int32 n12 =
+          rotationsOntoMeeting(s.axis[0], s.axis[1], elbow, target, q1, q2, s.tolerance);
       for (int j = 0; j < n12; ++j) {
         q[count][0] = q1[j];
         q[count][1] = q2[j];
@@ -84,14 +84,15 @@ Int32 placeCentre(const Screws& s, const KDL::Vector& target, Float64 q[4][3]) {
   // target to that height. On axis 1 (which then lies in that plane, or the target is out
   // of reach) joint 1 is free, and 0.
   const Line back{s.axis[0].point, -s.axis[0].direction};
-  Int32 n1 = rotationOntoPlane(back, target, s.centre, s.axis[1].direction, q1);
+  Int32 n1 = rotationOntoPlane(back, target, s.centre, s.axis[1].direction, q1, s.tolerance);
   if (n1 == 0 && distanceToLine(s.axis[0], target) <= Layout_Exact * s.size) {
     q1[0] = 0;
     n1 = 1;
   }
   for (int i = 0; i < n1; ++i) {
     const KDL::Vector inPlane = screwMotion(back, q1[i]) * target;
-    const Int32 n23 = rotationsOntoParallel(s.axis[1], s.axis[2], s.centre, inPlane, q2, q3);
+    const Int32 n23 =
+        rotationsOntoParallel(s.axis[1], s.axis[2], s.centre, inPlane, q2, q3, s.tolerance);
     for (int j = 0; j < n23; ++j) {
       q[count][0] = q1[i];
       q[count][1] = q2[j];
@@ -117,7 +118,8 @@ void snapJointFour(const Screws& s, const KDL::Frame& rest, Float64& q4, Float64
 // with whether axes 4 and 6 then lie on one line.
 Int32 orientWrist(const Screws& s, const KDL::Frame& rest, Float64 q[2][3], Bool aligned[2]) {
   Float64 q4[2], q5[2];
-  const Int32 n = rotationsOntoMeeting(s.axis[3], s.axis[4], s.onAxis6, rest * s.onAxis6, q4, q5);
+  const Int32 n =
+      rotationsOntoMeeting(s.axis[3], s.axis[4], s.onAxis6, rest * s.onAxis6, q4, q5, s.tolerance);
   for (int i = 0; i < n; ++i) {
     // Axis 6 after joint 5 against axis 4: on one line, only joint 4 plus or minus joint 6
     // counts, and joint 6 takes it all.
@@ -137,7 +139,12 @@ Int32 orientWrist(const Screws& s, const KDL::Frame& rest, Float64 q[2][3], Bool
 
 }  // namespace
 
-Int32 solveSphericalWrist(const Arm& arm, const KDL::Frame& target, ArmIkSolutions& out) {
+Bool coversSphericalWrist(const ArmScrews& arm) {
+  Screws s;
+  return screwsOf(arm, s);
+}
+
+Int32 solveSphericalWrist(const ArmScrews& arm, const KDL::Frame& target, ArmIkSolutions& out) {
   out.count = 0;
   if (!finiteFrame(target)) return Arm_Invalid;
   Screws s;
@@ -159,11 +166,14 @@ Int32 solveSphericalWrist(const Arm& arm, const KDL::Frame& target, ArmIkSolutio
     for (int j = 0; j < m; ++j) {
       const Float64 q[Arm_Dof] = {placed[i][0], placed[i][1], placed[i][2],
                                   wrist[j][0],  wrist[j][1],  wrist[j][2]};
-      keepSolution(arm, target, q, shoulderSingular || aligned[j], out);
+      appendCandidate(q, shoulderSingular || aligned[j], out);
     }
   }
-  if (out.count == 0) return Arm_Out_Of_Reach;
-  return Arm_Ok;
+  return out.count > 0 ? Int32(Arm_Ok) : Int32(Arm_Out_Of_Reach);
+}
+
+Int32 solveSphericalWrist(const Arm& arm, const KDL::Frame& target, ArmIkSolutions& out) {
+  return verifiedCandidates(arm, target, solveSphericalWrist(ArmScrews::of(arm), target, out), out);
 }
 
 }  // namespace fk_ik

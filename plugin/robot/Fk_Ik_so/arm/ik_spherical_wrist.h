@@ -27,7 +27,6 @@
 #ifndef FK_IK_SO_ARM_IK_SPHERICAL_WRIST_H
 #define FK_IK_SO_ARM_IK_SPHERICAL_WRIST_H
 
-#include "arm.h"
 #include "arm_ik_solutions.h"
 
 namespace fk_ik {
@@ -40,6 +39,13 @@ namespace fk_ik {
 // off axis 3. Axes 1-3 in general position (a quartic) are not covered.
 FK_IK_SO_API Int32 solveSphericalWrist(const Arm& arm, const KDL::Frame& target,
                                        ArmIkSolutions& out);
+
+// The same on screws (the arm's own, reversed or idealised), unchecked: the candidates as
+// the closed form gives them, for the caller to map and check.
+FK_IK_SO_API Int32 solveSphericalWrist(const ArmScrews& arm, const KDL::Frame& target,
+                                       ArmIkSolutions& out);
+// Whether the solver covers the screws' layout.
+FK_IK_SO_API Bool coversSphericalWrist(const ArmScrews& arm);
 
 }  // namespace fk_ik
 

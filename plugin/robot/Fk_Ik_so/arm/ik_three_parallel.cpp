@@ -12,6 +12,7 @@ struct Screws {
   Line axis[Arm_Dof];
   KDL::Frame flangeAtZero;
   Float64 size;
+  Float64 tolerance;
   // The parallel axes' direction, the meeting point of axes 5 and 6, a point of axis 4 and
   // one off it.
   KDL::Vector parallel, wrist, onAxis4, offAxis4;
@@ -35,20 +36,23 @@ Bool isParallel(const KDL::Vector& u, const KDL::Vector& v) {
   return length(u * v) <= Layout_Exact;
 }
 
-Bool screwsOf(const Arm& arm, Screws& s) {
+Bool screwsOf(const ArmScrews& arm, Screws& s) {
   KDL::Vector point[Arm_Dof], direction[Arm_Dof];
-  arm.description().axesAtZero(point, direction);
-  for (int i = 0; i < Arm_Dof; ++i) s.axis[i] = Line{point[i], direction[i]};
-  const AxisPair* pair = arm.layout().pair;
+  for (int i = 0; i < Arm_Dof; ++i) {
+    s.axis[i] = arm.axis[i];
+    point[i] = arm.axis[i].point;
+    direction[i] = arm.axis[i].direction;
+  }
+  const AxisPair* pair = arm.layout.pair;
   s.parallel = direction[1];
   if (!pair[1].parallel || !pair[2].parallel || pair[1].intersecting || pair[2].intersecting ||
       !pair[4].intersecting || pair[4].parallel || isParallel(direction[0], s.parallel) ||
       isParallel(direction[4], s.parallel) || !meetingPoint(s.axis[4], s.axis[5], s.wrist)) {
     return false;
   }
-  const Float64 zeros[Arm_Dof] = {};
-  arm.flangeFrame(zeros, s.flangeAtZero);
-  s.size = arm.size();
+  s.flangeAtZero = arm.flangeAtZero;
+  s.size = arm.layout.size;
+  s.tolerance = arm.tolerance;
   s.onAxis4 = point[3];
   s.offAxis4 = point[3] + acrossUnit(direction[3], KDL::Vector::Zero()) * s.size;
   return true;
@@ -58,7 +62,8 @@ Bool screwsOf(const Arm& arm, Screws& s) {
 // shoulder's continuum) joint 1 is free: 0, singular.
 Int32 shoulder(const Screws& s, const KDL::Vector& wrist, Float64 q1[2], Bool& singular) {
   const Line back{s.axis[0].point, -s.axis[0].direction};
-  const Int32 n = joinTouching(rotationOntoPlane(back, wrist, s.wrist, s.parallel, q1), q1);
+  const Int32 n =
+      joinTouching(rotationOntoPlane(back, wrist, s.wrist, s.parallel, q1, s.tolerance), q1);
   singular = distanceToLine(s.axis[0], wrist) <= Layout_Exact * s.size;
   if (n == 0 && singular) {
     q1[0] = 0;
@@ -73,8 +78,9 @@ Int32 wrist(const Screws& s, const KDL::Frame& rest, Float64 q5[2], Float64 q6[2
   // Axis 6's direction keeps its component along the parallel axes through joints 2-4.
   const KDL::Vector axis6 = rest.M * s.axis[5].direction;
   const KDL::Vector planePoint = s.wrist + s.parallel * KDL::dot(s.parallel, axis6);
-  const Int32 n = joinTouching(
-      rotationOntoPlane(s.axis[4], s.wrist + s.axis[5].direction, planePoint, s.parallel, q5), q5);
+  const Int32 n = joinTouching(rotationOntoPlane(s.axis[4], s.wrist + s.axis[5].direction,
+                                                 planePoint, s.parallel, q5, s.tolerance),
+                               q5);
   for (int i = 0; i < n; ++i) {
     // The parallel direction seen from the last link is the same through joints 2-4: joint
     // 6 turns rest's view of it onto joint 5's.
@@ -88,7 +94,16 @@ Int32 wrist(const Screws& s, const KDL::Frame& rest, Float64 q5[2], Float64 q6[2
 
 }  // namespace
 
+Bool coversThreeParallel(const ArmScrews& arm) {
+  Screws s;
+  return screwsOf(arm, s);
+}
+
 Int32 solveThreeParallel(const Arm& arm, const KDL::Frame& target, ArmIkSolutions& out) {
+  return verifiedCandidates(arm, target, solveThreeParallel(ArmScrews::of(arm), target, out), out);
+}
+
+Int32 solveThreeParallel(const ArmScrews& arm, const KDL::Frame& target, ArmIkSolutions& out) {
   out.count = 0;
   if (!finiteFrame(target)) return Arm_Invalid;
   Screws s;
@@ -108,16 +123,16 @@ Int32 solveThreeParallel(const Arm& arm, const KDL::Frame& target, ArmIkSolution
       const KDL::Frame middle =
           rest * (screwMotion(s.axis[4], q5[j]) * screwMotion(s.axis[5], q6[j])).Inverse();
       Float64 q2[2], q3[2];
-      const Int32 n23 = joinTouching(
-          rotationsOntoParallel(s.axis[1], s.axis[2], s.onAxis4, middle * s.onAxis4, q2, q3), q3,
-          q2);
+      const Int32 n23 = joinTouching(rotationsOntoParallel(s.axis[1], s.axis[2], s.onAxis4,
+                                                           middle * s.onAxis4, q2, q3, s.tolerance),
+                                     q3, q2);
       for (int k = 0; k < n23; ++k) {
         const KDL::Frame last =
             (screwMotion(s.axis[1], q2[k]) * screwMotion(s.axis[2], q3[k])).Inverse() * middle;
         Float64 q4, miss;
         rotationOnto(s.axis[3], s.offAxis4, last * s.offAxis4, q4, miss);
         const Float64 q[Arm_Dof] = {q1[i], q2[k], q3[k], q4, q5[j], q6[j]};
-        keepSolution(arm, target, q, shoulderSingular || wristSingular[j], out);
+        appendCandidate(q, shoulderSingular || wristSingular[j], out);
       }
     }
   }

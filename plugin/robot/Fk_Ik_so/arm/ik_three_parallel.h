@@ -33,6 +33,13 @@ namespace fk_ik {
 FK_IK_SO_API Int32 solveThreeParallel(const Arm& arm, const KDL::Frame& target,
                                       ArmIkSolutions& out);
 
+// The same on screws (the arm's own, reversed or idealised), unchecked: the candidates as
+// the closed form gives them, for the caller to map and check.
+FK_IK_SO_API Int32 solveThreeParallel(const ArmScrews& arm, const KDL::Frame& target,
+                                      ArmIkSolutions& out);
+// Whether the solver covers the screws' layout.
+FK_IK_SO_API Bool coversThreeParallel(const ArmScrews& arm);
+
 }  // namespace fk_ik
 
 #endif  // FK_IK_SO_ARM_IK_THREE_PARALLEL_H

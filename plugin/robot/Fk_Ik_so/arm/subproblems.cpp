@@ -132,7 +132,7 @@ Int32 rotationOnto(const Line& axis, const KDL::Vector& p, const KDL::Vector& q,
 }
 
 Int32 rotationsOntoMeeting(const Line& first, const Line& second, const KDL::Vector& p,
-                           const KDL::Vector& q, Float64 t1[2], Float64 t2[2]) {
+                           const KDL::Vector& q, Float64 t1[2], Float64 t2[2], Float64 tolerance) {
   KDL::Vector centre;
   Float64 scale;
   if (!meetingPoint(first, second, centre) || !problemScale(p - centre, q - centre, 0, scale)) {
@@ -161,7 +161,7 @@ Int32 rotationsOntoMeeting(const Line& first, const Line& second, const KDL::Vec
     Float64 a1, a2, miss;
     rotationOnto(axis2, u, z, a2, miss);
     rotationOnto(axis1, z, v, a1, miss);
-    if (length(turn(w1, a1, turn(w2, a2, u)) - v) <= Subproblem_Tolerance) {
+    if (length(turn(w1, a1, turn(w2, a2, u)) - v) <= tolerance) {
       t1[count] = a1;
       t2[count] = a2;
       ++count;
@@ -171,7 +171,7 @@ Int32 rotationsOntoMeeting(const Line& first, const Line& second, const KDL::Vec
 }
 
 Int32 rotationsOntoParallel(const Line& first, const Line& second, const KDL::Vector& p,
-                            const KDL::Vector& q, Float64 t1[2], Float64 t2[2]) {
+                            const KDL::Vector& q, Float64 t1[2], Float64 t2[2], Float64 tolerance) {
   if (!(length(first.direction * second.direction) <= Layout_Exact)) return 0;
   Float64 scale;
   if (!problemScale(p - second.point, q - first.point, length(first.point - second.point), scale)) {
@@ -182,13 +182,13 @@ Int32 rotationsOntoParallel(const Line& first, const Line& second, const KDL::Ve
   const KDL::Vector foot =
       first.point + first.direction * KDL::dot(first.direction, p - first.point);
   Float64 turns[2];
-  const Int32 n = rotationToDistance(second, p, foot, distanceToLine(first, q), turns);
+  const Int32 n = rotationToDistance(second, p, foot, distanceToLine(first, q), turns, tolerance);
   Int32 count = 0;
   for (int i = 0; i < n; ++i) {
     const KDL::Vector turned = screwMotion(second, turns[i]) * p;
     Float64 angle, miss;
     rotationOnto(first, turned, q, angle, miss);
-    if (miss <= Subproblem_Tolerance * scale) {
+    if (miss <= tolerance * scale) {
       t1[count] = angle;
       t2[count] = turns[i];
       ++count;
@@ -198,7 +198,7 @@ Int32 rotationsOntoParallel(const Line& first, const Line& second, const KDL::Ve
 }
 
 Int32 rotationToDistance(const Line& axis, const KDL::Vector& p, const KDL::Vector& q,
-                         Float64 distance, Float64 angle[2]) {
+                         Float64 distance, Float64 angle[2], Float64 tolerance) {
   AboutAxis a;
   if (!(distance >= 0) || !aboutAxis(axis, p, q, distance, a)) return 0;
   if (a.ru <= kOnAxis || a.rv <= kOnAxis) return 0;
@@ -208,13 +208,13 @@ Int32 rotationToDistance(const Line& axis, const KDL::Vector& p, const KDL::Vect
   // turns u towards v.
   const Float64 cosine = (a.ru * a.ru + a.rv * a.rv + height * height - d * d) / (2 * a.ru * a.rv);
   const auto passes = [&](Float64 t) {
-    return std::fabs(length(turn(a.w, t, a.u) - a.v) - d) <= Subproblem_Tolerance;
+    return std::fabs(length(turn(a.w, t, a.u) - a.v) - d) <= tolerance;
   };
   return keepPair(angleAcross(a.w, a.uAcross, a.vAcross), spreadOf(cosine), passes, angle);
 }
 
 Int32 rotationOntoPlane(const Line& axis, const KDL::Vector& p, const KDL::Vector& planePoint,
-                        const KDL::Vector& normal, Float64 angle[2]) {
+                        const KDL::Vector& normal, Float64 angle[2], Float64 tolerance) {
   const KDL::Vector& n = normal;
   const Float64 offset0 = KDL::dot(n, planePoint - axis.point);
   // Only p turns: the axis's own point stands in for the second point, and the plane's
@@ -228,7 +228,7 @@ Int32 rotationOntoPlane(const Line& axis, const KDL::Vector& p, const KDL::Vecto
   const Float64 amplitude = std::hypot(cosPart, sinPart);
   if (!(amplitude > kOnAxis)) return 0;
   const auto passes = [&](Float64 t) {
-    return std::fabs(KDL::dot(n, turn(a.w, t, a.u)) - offset) <= Subproblem_Tolerance;
+    return std::fabs(KDL::dot(n, turn(a.w, t, a.u)) - offset) <= tolerance;
   };
   return keepPair(std::atan2(sinPart, cosPart), spreadOf(rest / amplitude), passes, angle);
 }

@@ -27,7 +27,9 @@
 
 namespace fk_ik {
 
-// Relative amount by which a candidate may miss its problem and still be a solution.
+// Relative amount by which a candidate may miss its problem and still be a solution. The
+// functions that count solutions take another as their last argument: an idealised arm's
+// problems are only near those of the true arm, whose solutions its candidates start from.
 const Float64 Subproblem_Tolerance = 1e-10;
 
 // A line in space: a point on it and its unit direction (unit length is the caller's to
@@ -67,7 +69,8 @@ FK_IK_SO_API Int32 rotationOnto(const Line& axis, const KDL::Vector& p, const KD
 // Where p lies on the second axis or q on the first, the angle about that axis is free:
 // it is given as 0.
 FK_IK_SO_API Int32 rotationsOntoMeeting(const Line& first, const Line& second, const KDL::Vector& p,
-                                        const KDL::Vector& q, Float64 t1[2], Float64 t2[2]);
+                                        const KDL::Vector& q, Float64 t1[2], Float64 t2[2],
+                                        Float64 tolerance = Subproblem_Tolerance);
 
 // Two parallel axes (of either sense), p onto q: the angle pairs with
 // Rot(first, t1) Rot(second, t2) p = q. Returns 0, 1 or 2 pairs. 0 when the axes coincide
@@ -75,13 +78,14 @@ FK_IK_SO_API Int32 rotationsOntoMeeting(const Line& first, const Line& second, c
 // p and q are at different heights along the axes or too far apart.
 FK_IK_SO_API Int32 rotationsOntoParallel(const Line& first, const Line& second,
                                          const KDL::Vector& p, const KDL::Vector& q, Float64 t1[2],
-                                         Float64 t2[2]);
+                                         Float64 t2[2], Float64 tolerance = Subproblem_Tolerance);
 
 // One axis, p to a distance from q: the angles with |Rot(axis, t) p - q| = distance.
 // Returns 0, 1 or 2 (one where the distance is the nearest or the farthest p comes). 0 when
 // p or q lies on the axis: the distance is then the same for every angle.
 FK_IK_SO_API Int32 rotationToDistance(const Line& axis, const KDL::Vector& p, const KDL::Vector& q,
-                                      Float64 distance, Float64 angle[2]);
+                                      Float64 distance, Float64 angle[2],
+                                      Float64 tolerance = Subproblem_Tolerance);
 
 // One axis, p onto a plane (a point on it and its unit normal): the angles with
 // normal . (Rot(axis, t) p - planePoint) = 0. Returns 0, 1 or 2. 0 when p lies on the axis
@@ -89,7 +93,7 @@ FK_IK_SO_API Int32 rotationToDistance(const Line& axis, const KDL::Vector& p, co
 // angle.
 FK_IK_SO_API Int32 rotationOntoPlane(const Line& axis, const KDL::Vector& p,
                                      const KDL::Vector& planePoint, const KDL::Vector& normal,
-                                     Float64 angle[2]);
+                                     Float64 angle[2], Float64 tolerance = Subproblem_Tolerance);
 
 }  // namespace fk_ik
 

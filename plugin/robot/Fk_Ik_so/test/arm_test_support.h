@@ -32,10 +32,11 @@ const double kRoundedRows[6][4] = {{0, 0, 0.1625, 0},      {0, -1.5708, 0, 0},
 const double kSphericalWristRows[6][4] = {{0.15, -M_PI / 2, 0.45, 0}, {0.6, 0, 0, -M_PI / 2},
                                           {0.12, -M_PI / 2, 0, 0},    {0, M_PI / 2, 0.64, 0},
                                           {0, -M_PI / 2, 0, 0},       {0, 0, 0.1, 0}};
-// Axes 1, 2, 3 through one point, then an offset forearm and wrist (modified rows).
+// Axes 1, 2, 3 through one point, then an offset forearm, axes 5 and 6 meeting (modified
+// rows): a spherical wrist at the base end.
 const double kSphericalBaseRows[6][4] = {{0, 0, 0.3, 0},       {0, M_PI / 2, 0, 0.4},
                                          {0, -M_PI / 2, 0, 0}, {0.5, M_PI / 2, 0.3, 0},
-                                         {0.4, 0.7, 0.1, 0},   {0.1, M_PI / 2, 0.05, 0}};
+                                         {0.4, 0.7, 0.1, 0},   {0, M_PI / 2, 0.05, 0}};
 // Three parallel middle axes with a shoulder offset and a slanted wrist (modified rows).
 const double kThreeParallelRows[6][4] = {{0, 0, 0.2, 0},           {0.1, -M_PI / 2, 0, 0},
                                          {0.5, 0, 0.05, 0},        {0.45, 0, -0.05, 0},
