@@ -83,6 +83,10 @@ KDL::Frame screwMotion(const Line& axis, Float64 angle) {
 }
 
 Float64 wrapAngle(Float64 angle) {
+  // Most angles are in range already: libm's remainder costs more than all the rest.
+  if (angle > -Pi && angle <= Pi) return angle;
+  if (angle > Pi && angle <= 3 * Pi) return angle - 2 * Pi;
+  if (angle > -3 * Pi && angle <= -Pi) return angle + 2 * Pi;
   if (!std::isfinite(angle)) return 0;
   const Float64 r = std::remainder(angle, 2 * Pi);
   return r <= -Pi ? r + 2 * Pi : r;

@@ -6,8 +6,11 @@
 #include <vector>
 
 #include "arm.h"
+#include "arm_ik.h"
 #include "fk_ik_arm.h"
 #include "host_support.h"
+#include "ik_solver_pos_tarvin2_6dof.h"
+#include "test_support.h"
 
 namespace {
 
@@ -29,6 +32,17 @@ struct ArmWorkload {
     fk_ik::Arm::build(description, arm, nullptr);
     tool = KDL::Frame(KDL::Rotation::RPY(kTool[3], kTool[4], kTool[5]),
                       KDL::Vector(kTool[0], kTool[1], kTool[2]));
+    // A spherical wrist behind a shoulder offset (standard rows), and the sample arm with
+    // axis 3 tilted 1e-3 rad.
+    const double wristRows[6][4] = {{0.15, -M_PI / 2, 0.45, 0}, {0.6, 0, 0, -M_PI / 2},
+                                    {0.12, -M_PI / 2, 0, 0},    {0, M_PI / 2, 0.64, 0},
+                                    {0, -M_PI / 2, 0, 0},       {0, 0, 0.1, 0}};
+    fk_ik::ArmDescription other;
+    fk_ik::ArmDescription::fromRows(wristRows, fk_ik::RowConvention::Standard, nullptr,
+                                    KDL::Frame::Identity(), KDL::Frame::Identity(), other, nullptr);
+    fk_ik::Arm::build(other, wrist, nullptr);
+    description.joint[2] = description.joint[2] * KDL::Frame(KDL::Rotation::RotX(1e-3));
+    fk_ik::Arm::build(description, calibrated, nullptr);
     std::mt19937_64 rng(8);
     std::uniform_real_distribution<double> angle(-M_PI, M_PI);
     joints.resize(kSamples);
@@ -38,10 +52,18 @@ struct ArmWorkload {
         joints[k][i] = angle(rng);
         velocities[k][i] = angle(rng);
       }
+      KDL::Frame f;
+      arm.flangeFrame(joints[k].data(), f);
+      flanges.push_back(f);
+      wrist.flangeFrame(joints[k].data(), f);
+      wristFlanges.push_back(f);
+      calibrated.flangeFrame(joints[k].data(), f);
+      calibratedFlanges.push_back(f);
     }
   }
   FkIkArm* handle = nullptr;
-  fk_ik::Arm arm;
+  fk_ik::Arm arm, wrist, calibrated;
+  std::vector<KDL::Frame> flanges, wristFlanges, calibratedFlanges;
   KDL::Frame tool;
   std::vector<std::array<double, 6>> joints, velocities;
 };
@@ -93,4 +115,48 @@ void armJacobianDot(benchmark::State& state) {
     benchmark::DoNotOptimize(jacobian);
     benchmark::DoNotOptimize(jacobianDot);
   }
+}
+
+void designedAllCandidates(benchmark::State& state) {
+  ArmWorkload& w = workload();
+  const std::vector<MDH> records = test_support::makeRecords(w.arm.mdh().rows);
+  Chain_MDH4 chain(6, &records);
+  IkSolverPos_Tarvin2_6Dof solver(&chain);
+  const MathVector ref = test_support::joints(0, 0, 0, 0, 0, 0);
+  std::vector<KDL::Frame> poses;
+  for (const KDL::Frame& f : w.flanges) {
+    poses.push_back(w.arm.mdh().base.Inverse() * f * w.arm.mdh().flange.Inverse());
+  }
+  IkSolutions all;
+  unsigned k = 0;
+  for (auto _ : state) {
+    solver.flangePosToAllJntPos(poses[k++ & (kSamples - 1)], ref, all);
+    benchmark::DoNotOptimize(all);
+  }
+}
+
+namespace {
+
+void ikAll(benchmark::State& state, const fk_ik::Arm& arm, const std::vector<KDL::Frame>& poses) {
+  fk_ik::ArmIkSolutions all;
+  unsigned k = 0;
+  double solutions = 0;
+  for (auto _ : state) {
+    fk_ik::armIkAll(arm, poses[k++ & (kSamples - 1)], KDL::Frame::Identity(), all);
+    solutions += all.count;
+    benchmark::DoNotOptimize(all);
+  }
+  state.counters["solutions"] = benchmark::Counter(solutions, benchmark::Counter::kAvgIterations);
+}
+
+}  // namespace
+
+void armIkAllDirect(benchmark::State& state) {
+  ikAll(state, workload().arm, workload().flanges);
+}
+void armIkAllSphericalWrist(benchmark::State& state) {
+  ikAll(state, workload().wrist, workload().wristFlanges);
+}
+void armIkAllRefined(benchmark::State& state) {
+  ikAll(state, workload().calibrated, workload().calibratedFlanges);
 }

@@ -11,5 +11,13 @@ void armFlange(benchmark::State& state);
 void armCTcpPos(benchmark::State& state);
 void armJacobian(benchmark::State& state);
 void armJacobianDot(benchmark::State& state);
+// Every inverse solution: the designed solver's eight candidates of the sample arm, and any
+// arm's inverse of the same arm (its own closed form), of a spherical-wrist arm, and of the
+// sample arm with one axis 1e-3 rad off (the idealised arm's candidates refined). Each
+// cycles through the poses of the pre-generated joints.
+void designedAllCandidates(benchmark::State& state);
+void armIkAllDirect(benchmark::State& state);
+void armIkAllSphericalWrist(benchmark::State& state);
+void armIkAllRefined(benchmark::State& state);
 
 #endif  // FK_IK_SO_BENCH_ARM_H

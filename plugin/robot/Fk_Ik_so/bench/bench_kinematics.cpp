@@ -518,6 +518,14 @@ const Operation kOperations[] = {
     {"ik/Robot tcpPosToJntPos", robotIk, "ik/KDL NR_JL", &kInverseFloor},
     {"ik/IkSolverPos flangePosToJntPos", ikSolverPosFlange, "ik/KDL NR_JL", &kInverseFlangeFloor},
     {"ik/KDL NR_JL", kdlIkNrJl, "", nullptr},
+    // Every solution: the last column is the designed eight candidates' time over this one's.
+    {"ik all/IkSolverPos flangePosToAllJntPos", designedAllCandidates, "", nullptr},
+    {"ik all/armIkAll, designed form", armIkAllDirect, "ik all/IkSolverPos flangePosToAllJntPos",
+     nullptr},
+    {"ik all/armIkAll, spherical wrist", armIkAllSphericalWrist,
+     "ik all/IkSolverPos flangePosToAllJntPos", nullptr},
+    {"ik all/armIkAll, refined (1e-3 rad off)", armIkAllRefined,
+     "ik all/IkSolverPos flangePosToAllJntPos", nullptr},
 };
 
 const Floor* const kFloors[] = {&kForwardPoseFloor, &kJointsFloor, &kInverseFloor,

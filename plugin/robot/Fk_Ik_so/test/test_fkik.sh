@@ -4,8 +4,8 @@
 # 1 library). On the built library: fk's pose fed to ik gives joints that reach it, --deg
 # and --arm agree with the defaults, a pose out of reach reports its code, and the demo
 # solves every case; then each option of the other inverses, formats and batches; then
-# arms of any six revolute joints (--arm with --signs, --dh, --urdf), fkik arm, and ik and
-# demo refusing an arm they have no inverse for.
+# arms of any six revolute joints (--arm with --signs, --dh, --urdf), fkik arm, and ik of
+# those arms through their handles.
 # Usage: test_fkik.sh PATH_TO_FKIK
 set -u
 fkik=$1
@@ -247,7 +247,7 @@ printf '2 0.5 0.3 0 0 0\n%s\n' "$pose" | "$fkik" ik - --ref $q --tool $tool >"$d
 [ $? -eq 17 ] && [ "$(wc -l <"$dir/out")" -eq 3 ] || failed "ik text batch: $(cat "$dir/out")"
 
 # An arm in degrees: the same arm with --arm-deg. Without it the rows are another arm, not
-# of the inverse solver's form: fk answers for it, ik refuses it (see below).
+# of the designed solver's form: fk answers for it, ik finds no closed form (see below).
 awk '!/^#/ { $2 = $2 * 45 / atan2(1, 1) } { print }' "$dir/arm" | tr -d , >"$dir/armdeg"
 check 0 '^tcp' --arm "$dir/armdeg" --arm-deg fk $q --tool $tool
 [ ! -s "$dir/err" ] || failed "--arm-deg: $(cat "$dir/err")"
@@ -371,18 +371,67 @@ designed=$("$fkik" fk 0.3 -1.2 1.5 -0.4 1.1 0.2 | awk '/^tcp/ { $1 = ""; print }
 [ -n "$readme" ] && within 1e-9 "$(difference "$readme" "$designed")" ||
   failed "fkik --urdf $sample fk gave '$readme', the designed functions '$designed'"
 
-# ik and demo on an arm the inverse solver is not exact for: refused, nothing on stdout
-# (so no row says solved), the message pointing to fkik arm. Rows given with --signs,
-# --dh or --urdf are refused even when their equivalent rows are of the designed form.
+# ik through arm handles: the wrist arm given four ways and the sample arm as URDF. The pose
+# fk gives at $q goes back to $q from $near, text and json say so, and --all (csv: result,
+# count, then 16 groups of singular, joints, residual) lists the eight solutions of a pose
+# in general position of these layouts, each reaching it, $q among them.
+while read -r way; do
+  p=$(csvpose "$q" $way)
+  check 0 '^0,' --format csv $way ik $p --ref $near --tool $tool
+  within 1e-9 "$(difference "$(csvjoints)" "$q")" || failed "ik $way from $near gave $(csvjoints)"
+  check 0 '^residual [0-9.]+e-1[0-9]$' $way ik $p --ref $near --tool $tool
+  check 0 '^\{"result": 0, "meaning": "solved", "joints": \[.*\], "residual": [0-9.e-]+\}$' \
+    --format json $way ik $p --ref $near --tool $tool
+  check 0 '"solutions": \[\{"singular": (true|false), "joints": \[' --format json $way ik $p --ref $q --tool $tool --all
+  check 0 '^[0-9]+ +(yes|no) ' $way ik $p --ref $q --tool $tool --all
+  [ "$(grep -cE '^[0-9]+ +(yes|no) ' "$dir/out")" -eq 8 ] || failed "ik $way --all: $(cat "$dir/out")"
+  check 0 '^0,8,[01],' --format csv $way ik $p --ref $q --tool $tool --all
+  awk -F, -v q="$q" 'NR == 1 { head = NF == 130 && $1 $2 $3 $4 $10 $130 == "# resultcountsingular0q1_0residual0residual15" }
+    NR == 2 && NF == 130 { split(q, t, " "); reach = 1; for (k = 0; k < 8; ++k) {
+      d = 0; for (j = 1; j <= 6; ++j) { e = $(3 + 8 * k + j) - t[j]; d = e > d ? e : -e > d ? -e : d }
+      found = found || d < 1e-9; reach = reach && $(10 + 8 * k) < 1e-9 } } END { exit !(head && found && reach) }' \
+    "$dir/out" || failed "ik $way --all: $q not among $(cat "$dir/out"), a solution misses, or the header"
+done <<WAYS
+--arm $dir/wrist --signs $signs
+--arm $dir/wrist
+--dh $dir/wrist.dh --signs $signs
+--urdf $urdf
+--urdf $sample
+--arm $dir/arm --signs 1 1 1 1 1 1
+WAYS
+# The URDF file's limits (elbow within +-pi) hold the answer, --limits overrides them,
+# --nearest changes nothing; out of reach, invalid limits and none within them.
+p=$(csvpose "$q" --urdf "$sample")
+turned=$(echo "$q" | awk '{ $3 = sprintf("%.17g", $3 + 8 * atan2(1, 1)); print }')
+check 0 '^0,' --format csv --urdf "$sample" ik $p --ref $turned --tool $tool --nearest
+within 1e-9 "$(difference "$(csvjoints)" "$q")" || failed "the URDF's limits: $(csvjoints)"
+sed 's/.*/-inf inf/' "$dir/inverted" >"$dir/open"
+check 0 '^0,' --format csv --urdf "$sample" ik $p --ref $turned --tool $tool --limits "$dir/open"
+within 1e-9 "$(difference "$(csvjoints)" "$turned")" || failed "--limits open: $(csvjoints)"
+check 16 '^result 6: target out of reach$' --urdf "$sample" ik 2 0.5 0.3 0 0 0 --ref $q
+check 18 '^result 8: invalid joint limits$' --urdf "$sample" ik $p --ref $q --limits "$dir/inverted"
+check 17 '^result 7: no solution' --urdf "$sample" ik $p --ref $far --tool $tool --limits "$dir/tight"
+# A batch: a row per line (the reference on it), the error row in the place of the malformed.
+printf '%s %s\n1 2 3\n' "$p" "$near" >"$dir/handle.batch"
+check 2 '^error,2,"expected 6 pose values' --format csv --urdf "$sample" ik - --input "$dir/handle.batch" --tool $tool
+[ "$(awk -F, '{ print $1 }' "$dir/out" | tr '\n' ' ')" = "# result 0 error " ] && within 1e-9 "$(difference "$(csvjoints)" "$q")" ||
+  failed "--urdf ik batch: $(cat "$dir/out")"
+
+# An arm no closed form covers (skew rows, the sample's rows with alpha in degrees taken
+# for radians): exit status 21, nothing on stdout, the message naming fkik arm. --mode and
+# demo belong to the designed solver.
+printf '0.13 0.41 0.27 0.05\n0.31 -1.13 0.08 0.61\n0.47 0.29 -0.11 -0.37\n0.09 1.37 0.33 0.23\n0.21 -0.71 0.05 -0.83\n0.06 0.93 0.17 0.44\n' >"$dir/skew"
 echo "$pose $q" >"$dir/request"
-none="the arm has no inverse in this version"
-expect 2 "ik: $none: its rows are not of the form the inverse solver is exact for (joint 2 alpha = -90); fkik arm shows its layout" \
-  --arm "$dir/armdeg" ik $pose --ref $q
-expect 2 "ik: $none: its rows are not of the form" --arm "$dir/wrist" ik - --input "$dir/request"
-expect 2 "ik: $none" --arm "$dir/arm" --signs 1 1 1 1 1 1 ik $pose --ref $q --all
-expect 2 "ik: $none" --dh "$dir/sample.dh" --format csv ik - --input "$dir/request"
-expect 2 "ik: $none" --urdf "$urdf" ik $pose --ref $q --nearest
-expect 2 "demo: $none" --dh "$dir/wrist.dh" demo
+uncovered="no closed form covers this arm's layout yet, so it has no inverse in this version; fkik arm prints its layout"
+check 0 '^family: general$' --arm "$dir/skew" arm
+expect 21 "ik: $uncovered" --arm "$dir/skew" ik $pose --ref $q
+expect 21 "ik: $uncovered" --arm "$dir/skew" --format csv ik $pose --ref $q --all
+expect 21 "ik: $uncovered" --dh "$dir/skew" --format csv ik - --input "$dir/request"
+expect 21 "ik: $uncovered" --arm "$dir/armdeg" --format json ik $pose --ref $q --nearest
+modes="configuration modes belong to the designed solver"
+expect 2 "--mode: $modes" --urdf "$urdf" ik $pose --ref $q --mode 1
+expect 2 "--mode: $modes" --arm "$dir/skew" ik $pose --ref $q --mode -1
+expect 2 "demo: the demo and its timings belong to the designed solver" --dh "$dir/wrist.dh" demo
 
 # No library beside the program (a copy of it elsewhere); then the library and no URDF
 # reader.

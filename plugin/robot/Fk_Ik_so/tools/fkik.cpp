@@ -1,8 +1,8 @@
 // fkik: command-line host of libFk_Ik_so. It loads the library with dlopen and calls
-// its C functions, as a host process does: forward kinematics (fk) of any arm of six
-// revolute joints, inverse kinematics (ik: the single answer, one in a chosen mode, all
-// eight candidates or the nearest one) of arms of the designed form, one request or a
-// batch of them, an arm's layout (arm, see fkik_arm.cpp), and a demo of both directions.
+// its C functions, as a host process does: forward (fk) and inverse kinematics (ik: the
+// single answer, one in a chosen mode, all eight candidates or the nearest one; for other
+// arms see fkik_inverse.cpp) of any arm of six revolute joints, one request or a batch of
+// them, an arm's layout (arm, see fkik_arm.cpp), and a demo of both directions.
 #include "fkik.h"
 
 #include <chrono>
@@ -29,8 +29,6 @@ std::string quoted(const std::string& text, bool json) {
   return out + "\"";
 }
 
-namespace {
-
 const char* resultMeaning(int code) {
   switch (code) {
     case 0:
@@ -52,10 +50,20 @@ const char* resultMeaning(int code) {
              "the arm links";
     case 8:
       return "invalid joint limits";
+    case FK_IK_ARM_NOT_COVERED:
+      return "no closed form covers the arm's layout";
     default:
       return "unknown result code";
   }
 }
+
+void printHeader(const char* label, const char* const names[6]) {
+  std::printf("%-12s", label);
+  for (int k = 0; k < 6; ++k) std::printf(" %14s", names[k]);
+  std::printf("\n");
+}
+
+namespace {
 
 // Status of one of the eight candidates.
 const char* statusMeaning(int status) {
@@ -65,12 +73,6 @@ const char* statusMeaning(int status) {
 void printRow(const char* label, const double values[6]) {
   std::printf("%-12s", label);
   for (int k = 0; k < 6; ++k) std::printf(" %14.9f", values[k]);
-  std::printf("\n");
-}
-
-void printHeader(const char* label, const char* const names[6]) {
-  std::printf("%-12s", label);
-  for (int k = 0; k < 6; ++k) std::printf(" %14s", names[k]);
   std::printf("\n");
 }
 
@@ -88,7 +90,6 @@ void printJoints(const char* label, const double q[6], const Angles& angles) {
 }
 
 const char* const kPoseColumns[6] = {"x", "y", "z", "roll", "pitch", "yaw"};
-const char* const kJointColumns[6] = {"q1", "q2", "q3", "q4", "q5", "q6"};
 const char* const kDemoColumns[6] = {"1", "2", "3", "4", "5", "6"};
 
 // Rotation matrix of roll, pitch, yaw about the fixed x, y, z axes.
@@ -101,13 +102,15 @@ void rpyMatrix(const double* rpy, double m[3][3]) {
   std::memcpy(m, r, sizeof r);
 }
 
+}  // namespace
+
 // The residual of joints q for the target pose: the distance of the pose they reach from
 // the target, origins plus the angle between the orientations, 2 asin(|A - B| / sqrt(8))
 // with the Frobenius norm, exact for small angles as well.
 double residual(const Library& library, const double q[6], const double tool[6],
                 const double target[6]) {
   double reached[6], a[3][3], b[3][3], origins = 0.0, rotations = 0.0;
-  library.jntPosToTcpPos(q, tool, reached);
+  library.forward(q, tool, reached);
   rpyMatrix(reached + 3, a);
   rpyMatrix(target + 3, b);
   for (int i = 0; i < 3; ++i) {
@@ -117,81 +120,13 @@ double residual(const Library& library, const double q[6], const double tool[6],
   return std::sqrt(origins) + 2 * std::asin(std::fmin(1.0, std::sqrt(rotations / 8)));
 }
 
-// Answers in the chosen format. Text is a table for one request and one line of
-// space-separated values per answer in a batch; json is one object per answer; csv one
-// header line, then one line per answer. json and csv print 17 significant digits.
-struct Output {
-  Format format;
-  bool batch;
-  Angles angles;
-  std::string columns;  // the csv header's names, comma-separated
-  bool headerWritten = false;
-
-  bool table() const { return format == Format::Text && !batch; }
-  const char* separator() const { return format == Format::Csv ? "," : " "; }
-
-  // The header of csv and of text batches, once, before the first row. It is a '#'
-  // comment, so that a batch reading this output back takes it for no request.
-  void header() {
-    if (headerWritten || format == Format::Json || table()) return;
-    headerWritten = true;
-    std::string line = "# " + columns;
-    if (format == Format::Text) {
-      for (char& c : line) {
-        if (c == ',') c = ' ';
-      }
-    }
-    std::printf("%s\n", line.c_str());
-  }
-
-  // The row of a malformed batch line, in the place of its answer. Read back as a batch,
-  // it is malformed again, so rows stay in line through a chain of batches.
-  void errorRow(int line, const std::string& message) {
-    header();
-    if (format == Format::Text) {
-      std::printf("error line %d: %s\n", line, message.c_str());
-      return;
-    }
-    const bool json = format == Format::Json;
-    std::printf(json ? "{\"line\": %d, \"error\": %s}\n" : "error,%d,%s\n", line,
-                quoted(message, json).c_str());
-  }
-
-  void number(double v) const {
-    if (format == Format::Json && !std::isfinite(v)) {
-      std::printf("null");
-    } else {
-      std::printf(format == Format::Text ? "%.12g" : "%.17g", v);
-    }
-  }
-  // Values separated as the format wants, json as an array.
-  void numbers(const double* v, int n) const {
-    if (format == Format::Json) std::printf("[");
-    for (int k = 0; k < n; ++k) {
-      if (k > 0) std::fputs(format == Format::Json ? ", " : separator(), stdout);
-      number(v[k]);
-    }
-    if (format == Format::Json) std::printf("]");
-  }
-  void joints(const double q[6]) const {
-    double shown[6];
-    for (int k = 0; k < 6; ++k) shown[k] = angles.out(q[k]);
-    numbers(shown, 6);
-  }
-  // A residual; none (empty, null or "-") for joints that are no answer.
-  void residualOf(bool solved, double value) const {
-    if (solved) {
-      number(value);
-    } else {
-      std::printf(format == Format::Json ? "null" : format == Format::Csv ? "" : "-");
-    }
-  }
-};
+namespace {
 
 // The names of the csv columns of the command's answers.
-std::string csvColumns(const Arguments& args) {
+std::string csvColumns(const Arguments& args, bool handle) {
   if (args.command == "fk") return "x,y,z,roll,pitch,yaw";
   if (!args.all) return "result,q1,q2,q3,q4,q5,q6,residual";
+  if (handle) return everyColumns();
   std::string columns = "result";
   for (int k = 0; k < 8; ++k) {
     const std::string c = std::to_string(k);
@@ -286,13 +221,15 @@ int answerAll(const Library& library, const Arguments& args, Output& out, const 
   return code != 0 ? code : anySolved ? 0 : 7;
 }
 
-// The inverse of one request, as the options ask. Returns its result code.
+// The inverse of one request, as the options ask; an arm with a handle answers with the
+// solution nearest the reference. Returns its result code.
 int answerIk(const Library& library, const Arguments& args, Output& out, const double pose[6],
              const double ref[6], const double* lower, const double* upper, int line) {
+  if (args.all && library.arm) return answerEvery(library, args, out, pose, line);
   if (args.all) return answerAll(library, args, out, pose, ref, line);
   double q[6];
-  const int code = args.nearest
-                       ? library.tcpPosToNearestJntPos(pose, args.tool, ref, lower, upper, q)
+  const int code = args.nearest || library.arm
+                       ? library.nearest(pose, args.tool, ref, lower, upper, q)
                    : args.hasMode ? library.tcpPosToJntPosInMode(pose, args.tool, ref, args.mode, q)
                                   : library.tcpPosToJntPos(pose, args.tool, ref, q);
   const double miss = code == 0 ? residual(library, q, args.tool, pose) : 0.0;
@@ -465,27 +402,6 @@ int runDemo(const Library& library, const Arguments& args, const Angles& angles,
   return kDone;
 }
 
-// ik and demo answer through the designed inverse solver, which is exact for its form of
-// modified rows only and checks none of it: any other arm would get joints that miss the
-// pose, so it has no inverse here.
-void requireInverse(const Library& library, const Arguments& args, const double rows[6][4]) {
-  std::string why;
-  if (args.anyArm()) {
-    why = "the inverse takes the sample arm or --arm rows of its form, without --signs";
-  } else if (const int form = library.checkArmForm(rows)) {
-    const char* const fields[4] = {"a", "alpha", "d", "theta"};
-    const int record = (form - 1) / 4, field = (form - 1) % 4;
-    char value[32];
-    std::snprintf(value, sizeof value, "%.12g", rows[record][field]);
-    why = "its rows are not of the form the inverse solver is exact for (joint " +
-          std::to_string(record + 1) + " " + fields[field] + " = " + value + ")";
-  } else {
-    return;
-  }
-  fail(kBadInput, args.command + ": the arm has no inverse in this version: " + why +
-                      "; fkik arm shows its layout");
-}
-
 }  // namespace
 
 }  // namespace fkik
@@ -497,6 +413,10 @@ int main(int argc, char** argv) {
 
   double arm[6][4];
   readArmRows(args, arm);
+  Library library = openLibrary(args, argv[0]);
+  if (args.command == "arm") return runArm(library, args, arm);
+  const bool handleArmed = handleArm(library, args, arm);
+  checkInverseOptions(args, handleArmed);
   // Limits: rows of lower, upper per joint, angles as on the command line.
   double limits[6][2];
   double lower[6], upper[6];
@@ -507,20 +427,18 @@ int main(int argc, char** argv) {
       upper[j] = args.degrees ? limits[j][1] * M_PI / 180.0 : limits[j][1];
     }
   }
-  Library library = openLibrary(args, argv[0]);
-  if (args.command == "arm") return runArm(library, args, arm);
-  if (args.command != "fk") requireInverse(library, args, arm);
   // The arm's handle lives as long as the library, freed when main returns.
   struct ArmHandle {
     FkIkArm* arm;
     decltype(&::armDestroy) destroy;
     ~ArmHandle() { destroy(arm); }
-  } handle{args.anyArm() ? createArm(library, args, arm) : nullptr, library.armDestroy};
+  } handle{handleArmed ? createArm(library, args, arm) : nullptr, library.armDestroy};
   library.arm = handle.arm;
   if (!handle.arm) library.init(arm);
+  if (handle.arm && args.command == "ik") requireCovered(library, args);
 
   if (args.command == "demo") return runDemo(library, args, angles, arm);
-  Output out{args.format, args.batch, angles, csvColumns(args)};
+  Output out{args.format, args.batch, angles, csvColumns(args, handleArmed)};
   const double* low = args.limitsFile.empty() ? nullptr : lower;
   const double* high = args.limitsFile.empty() ? nullptr : upper;
   if (args.batch) return runBatch(library, args, out, low, high);

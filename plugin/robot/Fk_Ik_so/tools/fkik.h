@@ -1,5 +1,5 @@
 // What fkik's sources share: exit statuses, the command line, reading numbers and files,
-// and the loaded library with the arm its forward kinematics computes for.
+// the loaded library with the arm it computes for, and the output of answers.
 #ifndef FK_IK_SO_TOOLS_FKIK_H
 #define FK_IK_SO_TOOLS_FKIK_H
 
@@ -15,7 +15,15 @@
 
 namespace fkik {
 
-enum ExitStatus { kDone = 0, kLibraryFailed = 1, kBadInput = 2, kResultBase = 10 };
+// kResultBase + a result code when ik found no solution; kNotCovered when no closed form
+// covers the layout of an arm given by a handle.
+enum ExitStatus {
+  kDone = 0,
+  kLibraryFailed = 1,
+  kBadInput = 2,
+  kResultBase = 10,
+  kNotCovered = kResultBase + FK_IK_ARM_NOT_COVERED
+};
 
 // "fkik: MESSAGE" on stderr, then exit with status.
 [[noreturn]] void fail(ExitStatus status, const std::string& message);
@@ -61,8 +69,8 @@ struct Arguments {
   std::string inputFile;
   bool header = false;
 
-  // An arm that only a handle describes (standard rows, joint senses, a URDF file): fk
-  // reaches it through the handle, and the designed inverse has nothing to solve it with.
+  // Options that only a handle describes (standard rows, joint senses, a URDF file); --arm
+  // rows outside the designed form take a handle too (see handleArm).
   bool anyArm() const { return !dhFile.empty() || hasSigns || !urdfFile.empty(); }
 };
 
@@ -116,12 +124,15 @@ struct Library {
   decltype(&::checkArmForm) checkArmForm;
   decltype(&::armCreateFromRows) armCreateFromRows;
   decltype(&::armJntPosToTcpPos) armJntPosToTcpPos;
+  decltype(&::armTcpPosToAllJntPos) armTcpPosToAllJntPos;
+  decltype(&::armTcpPosToNearestJntPos) armTcpPosToNearestJntPos;
   decltype(&::armLayout) armLayout;
   decltype(&::armMdh) armMdh;
   decltype(&::armDestroy) armDestroy;
   // Where this program lies, with a trailing slash: the URDF reader is looked for from it.
   std::string programDirectory;
-  // The arm forward() computes for; null for the designed functions on init's rows.
+  // The arm forward() and nearest() compute for; null for the designed functions on
+  // init's rows.
   const FkIkArm* arm = nullptr;
 
   void forward(const double q[6], const double tool[6], double pose[6]) const {
@@ -130,6 +141,13 @@ struct Library {
     } else {
       jntPosToTcpPos(q, tool, pose);
     }
+  }
+  // The solution nearest ref within [lower, upper] (null: the arm's own limits, none for
+  // the designed functions). Returns the result code.
+  int nearest(const double pose[6], const double tool[6], const double ref[6], const double* lower,
+              const double* upper, double q[6]) const {
+    return arm != nullptr ? armTcpPosToNearestJntPos(arm, pose, tool, ref, lower, upper, q)
+                          : tcpPosToNearestJntPos(pose, tool, ref, lower, upper, q);
   }
 };
 
@@ -142,6 +160,107 @@ FkIkArm* createArm(const Library& library, const Arguments& args, const double r
 
 // The arm command: the arm's layout and its equivalent modified description.
 int runArm(const Library& library, const Arguments& args, const double rows[6][4]);
+
+const char* const kJointColumns[6] = {"q1", "q2", "q3", "q4", "q5", "q6"};
+
+// What a result code means.
+const char* resultMeaning(int code);
+
+// A text table's row of names under label.
+void printHeader(const char* label, const char* const names[6]);
+
+// The distance of the pose joints q reach with tool from target (see fkik.cpp).
+double residual(const Library& library, const double q[6], const double tool[6],
+                const double target[6]);
+
+// Answers in the chosen format. Text is a table for one request and one line of
+// space-separated values per answer in a batch; json is one object per answer; csv one
+// header line, then one line per answer. json and csv print 17 significant digits.
+struct Output {
+  Format format;
+  bool batch;
+  Angles angles;
+  std::string columns;  // the csv header's names, comma-separated
+  bool headerWritten = false;
+
+  bool table() const { return format == Format::Text && !batch; }
+  const char* separator() const { return format == Format::Csv ? "," : " "; }
+
+  // The header of csv and of text batches, once, before the first row. It is a '#'
+  // comment, so that a batch reading this output back takes it for no request.
+  void header() {
+    if (headerWritten || format == Format::Json || table()) return;
+    headerWritten = true;
+    std::string line = "# " + columns;
+    if (format == Format::Text) {
+      for (char& c : line) {
+        if (c == ',') c = ' ';
+      }
+    }
+    std::printf("%s\n", line.c_str());
+  }
+
+  // The row of a malformed batch line, in the place of its answer. Read back as a batch,
+  // it is malformed again, so rows stay in line through a chain of batches.
+  void errorRow(int line, const std::string& message) {
+    header();
+    if (format == Format::Text) {
+      std::printf("error line %d: %s\n", line, message.c_str());
+      return;
+    }
+    const bool json = format == Format::Json;
+    std::printf(json ? "{\"line\": %d, \"error\": %s}\n" : "error,%d,%s\n", line,
+                quoted(message, json).c_str());
+  }
+
+  void number(double v) const {
+    if (format == Format::Json && !std::isfinite(v)) {
+      std::printf("null");
+    } else {
+      std::printf(format == Format::Text ? "%.12g" : "%.17g", v);
+    }
+  }
+  // Values separated as the format wants, json as an array.
+  void numbers(const double* v, int n) const {
+    if (format == Format::Json) std::printf("[");
+    for (int k = 0; k < n; ++k) {
+      if (k > 0) std::fputs(format == Format::Json ? ", " : separator(), stdout);
+      number(v[k]);
+    }
+    if (format == Format::Json) std::printf("]");
+  }
+  void joints(const double q[6]) const {
+    double shown[6];
+    for (int k = 0; k < 6; ++k) shown[k] = angles.out(q[k]);
+    numbers(shown, 6);
+  }
+  // A residual; none (empty, null or "-") for joints that are no answer.
+  void residualOf(bool solved, double value) const {
+    if (solved) {
+      number(value);
+    } else {
+      std::printf(format == Format::Json ? "null" : format == Format::Csv ? "" : "-");
+    }
+  }
+};
+
+// Whether the arm takes a handle: the options say so (Arguments::anyArm), or --arm rows
+// are outside the designed form. Then ik answers through the handle's inverses.
+bool handleArm(const Library& library, const Arguments& args, const double rows[6][4]);
+
+// Refuses what only the designed solver does (--mode, demo) for an arm with a handle, and
+// --limits without --nearest for the designed arm.
+void checkInverseOptions(const Arguments& args, bool handle);
+
+// Exits with kNotCovered, before any output, when no closed form covers library.arm.
+void requireCovered(const Library& library, const Arguments& args);
+
+// The csv columns of ik --all for an arm with a handle.
+std::string everyColumns();
+
+// Every solution of one request through the handle, in out's format. Returns the code.
+int answerEvery(const Library& library, const Arguments& args, Output& out, const double pose[6],
+                int line);
 
 }  // namespace fkik
 

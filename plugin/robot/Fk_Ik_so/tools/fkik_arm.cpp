@@ -119,6 +119,8 @@ Library openLibrary(const Arguments& args, const char* argv0) {
   bind(handle, file, "checkArmForm", library.checkArmForm);
   bind(handle, file, "armCreateFromRows", library.armCreateFromRows);
   bind(handle, file, "armJntPosToTcpPos", library.armJntPosToTcpPos);
+  bind(handle, file, "armTcpPosToAllJntPos", library.armTcpPosToAllJntPos);
+  bind(handle, file, "armTcpPosToNearestJntPos", library.armTcpPosToNearestJntPos);
   bind(handle, file, "armLayout", library.armLayout);
   bind(handle, file, "armMdh", library.armMdh);
   bind(handle, file, "armDestroy", library.armDestroy);
@@ -197,8 +199,9 @@ int runArm(const Library& library, const Arguments& args, const double rows[6][4
         "the senses Si, base and flange frames above.\n");
   } else {
     std::printf(
-        "\ndesigned form: no. The rows are not of the form the inverse solver is exact for:\n"
-        "the arm has no inverse in this version, fk only.\n");
+        "\ndesigned form: no. The rows are not of the form the designed solver is exact for:\n"
+        "fkik ik answers for the arm through its handle when a closed form covers its\n"
+        "layout, and exits with status 21 when none does.\n");
   }
   return kDone;
 }

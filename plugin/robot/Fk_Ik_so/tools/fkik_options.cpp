@@ -24,10 +24,14 @@ const char* const kUsage =
     "flange frames, and whether those rows are of the designed solver's form; demo runs\n"
     "forward and back over a few joint positions and times both directions.\n"
     "\n"
-    "the arm: the built-in sample arm (in metres), or one of --arm, --dh and --urdf. fk\n"
-    "and arm take any arm. ik and demo take the sample arm, or --arm rows without --signs\n"
-    "of the form the inverse solver is exact for; any other arm has no inverse in this\n"
-    "version and is refused (exit status 2).\n"
+    "the arm: the built-in sample arm (in metres), or one of --arm, --dh and --urdf. fk,\n"
+    "ik and arm take any arm. The sample arm and --arm rows of the designed solver's form\n"
+    "without --signs go to the designed functions. Any other arm (--dh, --signs, --urdf,\n"
+    "--arm rows outside that form) is held by an arm handle: its ik answers with the\n"
+    "solution nearest --ref within the arm's joint limits (the URDF file's, else none;\n"
+    "--limits overrides them), or with every solution (--all), when a closed form covers\n"
+    "the arm's layout; when none does, it exits with status 21. --mode and demo belong to\n"
+    "the designed solver and refuse an arm handle (exit status 2).\n"
     "  --arm FILE     modified (Craig's) DH rows: six lines, joint 1 first, of\n"
     "                 a alpha d theta (lengths in any unit, angles in radians; '#' starts a\n"
     "                 comment, commas count as spaces)\n"
@@ -55,9 +59,12 @@ const char* const kUsage =
     "                 the tool centre point relative to the flange (default all zero)\n"
     "  --mode M       ik: the answer in configuration mode M (0 ... 7; -1 the reference's)\n"
     "  --all          ik: all eight candidate solutions, each with its configuration mode\n"
-    "                 and status (solved, singular, or out of the arm links' reach)\n"
-    "  --nearest      ik: the solution nearest the reference, whole turns included\n"
-    "  --limits FILE  ik --nearest: joint limits, six lines of lower upper (inf allowed)\n"
+    "                 and status (solved, singular, or out of the arm links' reach); for an\n"
+    "                 arm handle every solution (at most 16), each with its singular flag\n"
+    "  --nearest      ik: the solution nearest the reference, whole turns included (what\n"
+    "                 ik of an arm handle answers without it too)\n"
+    "  --limits FILE  ik --nearest, or ik of an arm handle without --all: joint limits, six\n"
+    "                 lines of lower upper (inf allowed)\n"
     "  --format F     text (default), json or csv; json and csv print every number with 17\n"
     "                 significant digits, so that a pose printed by fk gives back the same\n"
     "                 joints in ik (in radians)\n"
@@ -77,14 +84,19 @@ const char* const kUsage =
     "  json  {\"line\": N, \"error\": \"MESSAGE\"}\n"
     "is reported on stderr with its line number too, and the batch goes on. In text and\n"
     "csv, ik --all writes the call's code and eight groups of mode, status, joints and\n"
-    "residual on one line.\n"
+    "residual on one line. For an arm handle it writes the code, the count of solutions\n"
+    "and a group of singular (1 or 0), joints and residual per solution; csv keeps sixteen\n"
+    "groups (result,count, then singularK,q1_K,...,q6_K,residualK for K = 0 ... 15), those\n"
+    "past the count empty. json gives \"solutions\": a list of objects with singular\n"
+    "(true or false), joints and residual.\n"
     "\n"
     "exit status: 0 done; 1 a library cannot be used; 2 bad input (in a batch: some line\n"
-    "was malformed; for ik and demo also an arm with no inverse); 10 + the result code\n"
-    "when ik found no solution (in a batch: the first such code): 12 shoulder, 13 elbow,\n"
-    "14 wrist singular, 15 invalid mode, 16 out of reach, 17 no solution (in the\n"
-    "configuration, within the limits, or for the arm links; with --all: no candidate\n"
-    "solved), 18 invalid joint limits.\n";
+    "was malformed; also --mode or demo for an arm handle); 10 + the result code when ik\n"
+    "found no solution (in a batch: the first such code): 12 shoulder, 13 elbow, 14 wrist\n"
+    "singular, 15 invalid mode, 16 out of reach, 17 no solution (in the configuration,\n"
+    "within the limits, or for the arm links; with --all: no candidate solved), 18 invalid\n"
+    "joint limits; 21 (10 + 11) no closed form covers the layout of the arm handle, so ik\n"
+    "has no answer for it, nothing is written on stdout (fkik arm prints its layout).\n";
 
 // The built-in sample arm: a, alpha, d, theta per joint, in metres and radians.
 const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},
@@ -260,8 +272,10 @@ Arguments parseArguments(int argc, char** argv) {
   if (args.hasMode + args.all + args.nearest > 1) {
     fail(kBadInput, "--mode, --all and --nearest exclude each other");
   }
-  if (!args.limitsFile.empty() && !args.nearest)
+  // Without --nearest, --limits belongs to an arm with a handle only (see checkInverseOptions).
+  if (!args.limitsFile.empty() && (!ik || args.hasMode || args.all)) {
     fail(kBadInput, "--limits belongs to ik --nearest");
+  }
   const bool rows = !args.armFile.empty() || !args.dhFile.empty();
   if (!args.armFile.empty() + !args.dhFile.empty() + !args.urdfFile.empty() > 1) {
     fail(kBadInput, "--arm, --dh and --urdf exclude each other");
