@@ -24,8 +24,8 @@ Bool singularAt(const Arm& arm, const Float64 q[Arm_Dof], const KDL::Frame& tool
   // most the root of the largest column sum times the largest row sum: together a lower
   // bound of the smallest, which spares the decomposition wherever it is clear of the
   // threshold (nearly everywhere).
-  const Float64 largest2 = j.cwiseAbs().colwise().sum().maxCoeff() *
-                           j.cwiseAbs().rowwise().sum().maxCoeff();
+  const Float64 largest2 =
+      j.cwiseAbs().colwise().sum().maxCoeff() * j.cwiseAbs().rowwise().sum().maxCoeff();
   if (std::fabs(j.determinant()) >= Ik_Singular * largest2 * largest2 * std::sqrt(largest2)) {
     return false;
   }
