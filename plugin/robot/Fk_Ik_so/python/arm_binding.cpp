@@ -1,17 +1,18 @@
 // fk_ik.Arm: any serial arm of six revolute joints (fk_ik::Arm), built from DH rows of
 // either convention or read from URDF (libFk_Ik_so_urdf), with its exact forward kinematics,
 // Jacobian and dJ/dt, the layout of its axes and an equivalent modified-DH description.
+// Its inverse calls are added by arm_ik_binding.cpp.
 //
 // The array arguments go through the module's checks (module_args.h). The values the
 // library validates itself when it builds an arm (joint senses, frames, limits) pass
 // through with their shape checked only, so that a refusal carries the library's own
 // reason; the rows and every argument of a computing call must be finite.
+#include "arm_binding.h"
+
 #include <algorithm>
 #include <string>
 
-#include "arm.h"
 #include "arm_urdf.h"
-#include "module_args.h"
 
 namespace fk_ik_python {
 
@@ -54,15 +55,6 @@ py::array_t<double> matrixOf(const KDL::Frame& f) {
   }
   o(3, 3) = 1;
   return out;
-}
-
-// The tool [x, y, z, rx, ry, rz] as the library's C functions and fk_ik.Robot take it:
-// the translation in the flange's frame, then roll, pitch, yaw.
-KDL::Frame toolOf(const py::object& tool) {
-  if (tool.is_none()) return KDL::Frame::Identity();
-  const Array a = checkedArray(tool, "tool", {{6, 0}});
-  const double* p = a.data();
-  return KDL::Frame(KDL::Rotation::RPY(p[3], p[4], p[5]), KDL::Vector(p[0], p[1], p[2]));
 }
 
 py::array_t<double> sixOf(const double* values) {
@@ -118,9 +110,10 @@ py::object tripleOf(Int32 first) {
   return first < 0 ? py::object(py::none()) : py::object(py::int_(first));
 }
 
-class PyArm {
+// The arm, and its inverse calls, are ArmIk's (arm_binding.h).
+class PyArm : public ArmIk {
  public:
-  explicit PyArm(const fk_ik::Arm& arm) : arm_(arm) {}
+  explicit PyArm(const fk_ik::Arm& arm) : ArmIk(arm) {}
 
   static PyArm fromDh(const py::object& rows, const py::object& convention, const py::object& signs,
                       const py::object& base, const py::object& flange, const py::object& lower,
@@ -270,31 +263,41 @@ class PyArm {
     for (int i = 0; i < 3; ++i) pose[i] = tcp.p(i);
     tcp.M.GetRPY(pose[3], pose[4], pose[5]);
   }
-
-  fk_ik::Arm arm_;
 };
 
 }  // namespace
 
+KDL::Frame rpyFrame(const double* six) {
+  return KDL::Frame(KDL::Rotation::RPY(six[3], six[4], six[5]),
+                    KDL::Vector(six[0], six[1], six[2]));
+}
+
+KDL::Frame toolOf(const py::object& tool) {
+  if (tool.is_none()) return KDL::Frame::Identity();
+  return rpyFrame(checkedArray(tool, "tool", {{6, 0}}).data());
+}
+
 void bindArm(py::module_& m) {
-  py::class_<PyArm>(m, "Arm", R"(Any serial arm of six revolute joints.
+  py::class_<PyArm> arm(m, "Arm", R"(Any serial arm of six revolute joints.
 
 Built by Arm.from_dh (rows of either DH convention, joint senses, base and flange
 frames, joint limits) or read from URDF by Arm.from_urdf and Arm.from_urdf_string; there
 is no other constructor. Poses, tools, units and the argument checks are those of
 fk_ik.Robot: a pose is [x, y, z, roll, pitch, yaw] of the tool centre point (TCP) in the
 base frame, a tool [x, y, z, rx, ry, rz] the TCP in the flange's frame; lengths in the
-unit of the description, angles in radians. An arm has
-no inverse here: fk_ik.Robot solves arms of the designed form (mdh() tells whether an arm
-is one, and gives rows Robot takes).
+unit of the description, angles in radians. ik_all, ik_nearest
+and their batches solve the layouts a closed form covers and raise ValueError for any
+other arm; fk_ik.Robot solves arms of the designed form (mdh() tells whether an arm is
+one, and gives rows Robot takes).
 
-Every computing call takes finite values only (ValueError otherwise, TypeError for
-values that are not numbers) and may run on one Arm from many threads at once.)")
-      .def_static("from_dh", &PyArm::fromDh, py::arg("rows"), py::arg("convention"),
-                  py::arg("signs") = py::none(), py::arg("base") = py::none(),
-                  py::arg("flange") = py::none(), py::arg("lower") = py::none(),
-                  py::arg("upper") = py::none(),
-                  R"(The arm of a DH table.
+Every computing call takes finite values only, joint limits infinite ones too (ValueError
+otherwise, TypeError for values that are not numbers), and may run on one Arm from many
+threads at once.)");
+  arm.def_static("from_dh", &PyArm::fromDh, py::arg("rows"), py::arg("convention"),
+                 py::arg("signs") = py::none(), py::arg("base") = py::none(),
+                 py::arg("flange") = py::none(), py::arg("lower") = py::none(),
+                 py::arg("upper") = py::none(),
+                 R"(The arm of a DH table.
 
 rows: 6 x 4, one row per joint from the base, in the library's column order for both
 conventions: a, alpha, d, theta (lengths, radians).
@@ -363,6 +366,7 @@ or the chain is refused.)")
            "inverse is exact for: Robot(rows) then solves the arm for a pose taken into "
            "base's frame, with flange times the tool as its tool, in joints signs * q.")
       .def("__repr__", &PyArm::repr);
+  ArmIk::bind(m, arm);
 }
 
 }  // namespace fk_ik_python

@@ -1,6 +1,7 @@
 """fk_ik.Arm against numpy products of its DH matrices in both conventions and URDF
-written from them, central differences, fk_ik.Robot and the C functions; its refusals;
-Robot's inverse and the reach map refusing arms of another form."""
+written from them, central differences, fk_ik.Robot and the C functions; its inverse
+against its own fk; its refusals; Robot's inverse and the reach map refusing arms of
+another form."""
 import ctypes
 import math
 import os
@@ -335,6 +336,13 @@ def scaled(pose, factor):
     (lambda: ARM.fk_many(np.zeros((4, 5))), ValueError, r"Q must have shape \(n, 6\)"),
     (lambda: ARM.fk_many(np.zeros((4, 6)), threads=0), ValueError, "threads must be None or at least 1"),
     (lambda: ARM.fk_many(np.zeros((4, 6)), threads=1.5), TypeError, "threads must be an int"),
+    (lambda: ARM.ik_all([0] * 5), ValueError, r"pose must have shape \(6,\), got \(5,\)"),
+    (lambda: ARM.ik_nearest(Q0, [0, 0, math.nan, 0, 0, 0]), ValueError, "ref must be finite: element 2"),
+    (lambda: ARM.ik_nearest(Q0, Q0, lower=[0, math.nan, 0, 0, 0, 0]), ValueError, "lower must be free of NaN"),
+    (lambda: ARM.ik_all_many(np.zeros((4, 5))), ValueError, r"poses must have shape \(n, 6\)"),
+    (lambda: ARM.ik_nearest_many(np.zeros((4, 6)), np.zeros((3, 6))), ValueError,
+     r"refs must have shape \(6,\) or \(4, 6\)"),
+    (lambda: ARM.ik_nearest_many(np.zeros((4, 6)), Q0, threads=0), ValueError, "threads must be None or at least 1"),
     (lambda: Arm.from_urdf("/nonexistent/arm.urdf"), OSError, "cannot read '/nonexistent/arm.urdf': No such file"),
     (lambda: Arm.from_urdf(pathlib.Path(__file__).parent), OSError, "Is a directory"),
     (lambda: Arm.from_urdf(3), TypeError, "path must be a str, bytes or os.PathLike, not int"),
@@ -382,6 +390,120 @@ def test_reach_map_refuses_an_arm_of_another_form(tmp_path, capsys):
     assert "alpha of joint 2 breaks its form, check_arm_form 6" in capsys.readouterr().err
     with pytest.raises(ValueError, match="ik_many: this arm is not of the form"):
         reach.reach_map(Robot(OFF_FORM), resolution=4)
+
+
+# Arm's inverse: the sample arm from its modified rows (with the designed family's senses,
+# base and flange) and the spherical-wrist family from its standard rows.
+INVERSE_ARMS = ["designed", "spherical_wrist"]
+GENERAL = Arm.from_dh(np.random.default_rng(5).uniform(-1, 1, (6, 4)), "standard")
+
+
+def inverse_arm(name):
+    if name == "spherical_wrist":
+        return both_ways(name)[0]
+    _, signs, base, flange = ARMS["designed"]
+    return Arm.from_dh(SAMPLE_ARM, "modified", signs, frame(base), frame(flange))
+
+
+def wrapped(x):
+    return (x + PI) % (2 * PI) - PI
+
+
+def far_pose(arm):
+    return np.r_[10 * arm.layout["size"], 0, 0, 0.1, 0.2, 0.3]
+
+
+def same(answer, expected):
+    return answer[0] == expected[0] and answer[1].tobytes() == np.asarray(expected[1], float).tobytes()
+
+
+@pytest.mark.parametrize("name", INVERSE_ARMS)
+def test_ik_all_holds_the_producing_joints_and_only_solutions(name):
+    arm = inverse_arm(name)
+    for q in joints("generic", 100, seed=11):
+        pose = arm.fk(q, TOOL)
+        Q, singular = arm.ik_all(pose, TOOL)
+        assert 1 <= len(Q) <= 16 and Q.shape == (len(singular), 6) and singular.dtype == bool
+        assert ((Q > -PI) & (Q <= PI)).all() and not singular.any()
+        assert np.abs(wrapped(Q - q)).max(axis=1).min() < 1e-9
+        assert max(off_by(p, frame(pose)) for p in arm.fk_many(Q, TOOL)) < 1e-9
+    # Joint 5 at zero lines up axes 4 and 6: the solutions there lie on a continuum.
+    Q, singular = arm.ik_all(arm.fk(np.r_[Q0[:4], 0, Q0[5]], TOOL), TOOL)
+    on_it = np.abs(wrapped(Q[:, 4])) < 1e-9
+    assert on_it.any() and (singular == on_it).all()
+    Q, singular = arm.ik_all(far_pose(arm), TOOL)
+    assert Q.shape == (0, 6) and singular.shape == (0,)
+    assert same(arm.ik_nearest(far_pose(arm), Q0, TOOL), (Code.OUT_OF_REACH, np.zeros(6)))
+
+
+@pytest.mark.parametrize("name", INVERSE_ARMS)
+def test_ik_nearest_gives_back_the_producing_joints_in_their_turns(name):
+    arm, rng, tested = inverse_arm(name), np.random.default_rng(12), 0
+    for q in joints("beyond_pi", 100, seed=13):
+        pose, ref = arm.fk(q, TOOL), q + rng.choice([-0.05, 0.05], 6)
+        # With every other solution over 0.1 from q (not near a singular pose), q is nearest.
+        apart = np.abs(wrapped(arm.ik_all(pose, TOOL)[0] - q)).max(axis=1)
+        if (apart > 0.1).sum() < len(apart) - 1:
+            continue
+        code, x = arm.ik_nearest(pose, ref, TOOL)
+        assert code is Code.SOLVED and np.abs(x - q).max() < 1e-9
+        tested += 1
+    assert tested >= 90
+
+
+def test_ik_nearest_keeps_to_the_limits_given_or_else_the_arms_own():
+    rows, signs, base, flange = ARMS["spherical_wrist"]
+    arm, q = inverse_arm("spherical_wrist"), np.array(Q0)
+    pose = arm.fk(q, TOOL)
+    Q = arm.ik_all(pose, TOOL)[0]
+    other = Q[np.abs(wrapped(Q - q)).max(axis=1) > 0.1][0]
+    around = dict(lower=other - 0.01, upper=other + 0.01)
+    limited = Arm.from_dh(rows, "standard", signs, frame(base), frame(flange), **around)
+    for (code, x), expected in ((arm.ik_nearest(pose, q, TOOL, **around), other),
+                                (limited.ik_nearest(pose, q, TOOL), other),
+                                (limited.ik_nearest(pose, q, TOOL, [-math.inf] * 6, [math.inf] * 6), q)):
+        assert code is Code.SOLVED and np.abs(x - expected).max() < 1e-9
+    # A side given replaces that side of the arm's own limits only.
+    for side, opposite, unlimited in ("lower", "upper", -math.inf), ("upper", "lower", math.inf):
+        answer = limited.ik_nearest(pose, q, TOOL, **{side: [unlimited] * 6})
+        assert same(answer, arm.ik_nearest(pose, q, TOOL, **{side: [unlimited] * 6, opposite: around[opposite]}))
+        assert answer[0] is Code.SOLVED and not np.allclose(answer[1], q)
+    assert same(arm.ik_nearest(pose, q, TOOL, other + 0.01, other + 0.02), (Code.NO_SOLUTION, np.zeros(6)))
+    assert same(arm.ik_nearest(pose, q, TOOL, q, q - 1), (Code.INVALID_LIMITS, np.zeros(6)))
+
+
+@pytest.mark.parametrize("threads", [1, 2])
+def test_inverse_batches_equal_single_calls(threads):
+    arm = inverse_arm("designed")
+    q = joints("beyond_pi", 520, seed=20 + threads)
+    poses = arm.fk_many(q, TOOL)
+    poses[::9] = far_pose(arm)
+    counts, Q, singular = arm.ik_all_many(poses, TOOL, threads=threads)
+    for i, pose in enumerate(poses):
+        one, flags = arm.ik_all(pose, TOOL)
+        assert Q[i, :counts[i]].tobytes() == one.tobytes() and singular[i, :counts[i]].tobytes() == flags.tobytes()
+    padding = np.arange(16) >= counts[:, None]
+    assert np.isnan(Q[padding]).all() and not singular[padding].any() and (counts == 0).sum() >= 58
+    limits = dict(lower=[-2] * 6, upper=[2] * 6)
+    for refs in q + 0.05, q[0]:
+        codes, X = arm.ik_nearest_many(poses, refs, TOOL, threads=threads, **limits)
+        single = [arm.ik_nearest(p, r, TOOL, **limits) for p, r in zip(poses, np.broadcast_to(refs, q.shape))]
+        assert codes.tolist() == [c for c, _ in single] and {0, 6, 7} <= set(codes.tolist())
+        assert X.tobytes() == np.array([x for _, x in single]).tobytes()
+    assert [a.shape for a in arm.ik_all_many(np.empty((0, 6)), threads=threads)] == [(0,), (0, 16, 6), (0, 16)]
+    assert [a.shape for a in arm.ik_nearest_many(np.empty((0, 6)), Q0, threads=threads)] == [(0,), (0, 6)]
+
+
+@pytest.mark.parametrize("call, inverse", [
+    ("ik_all", lambda arm: arm.ik_all(Q0)),
+    ("ik_nearest", lambda arm: arm.ik_nearest(Q0, Q0)),
+    ("ik_nearest", lambda arm: arm.ik_nearest(Q0, Q0, lower=[1] * 6, upper=[0] * 6)),
+    ("ik_all_many", lambda arm: arm.ik_all_many(np.empty((0, 6)))),
+    ("ik_nearest_many", lambda arm: arm.ik_nearest_many(np.empty((0, 6)), Q0))])
+def test_inverse_refuses_a_layout_no_closed_form_covers(call, inverse):
+    assert GENERAL.layout["family"] == "general"
+    with pytest.raises(ValueError, match=rf"^{call}: no closed form covers this arm's layout yet \(family: general\)$"):
+        inverse(GENERAL)
 
 
 def test_readme_python_examples_run(tmp_path, monkeypatch):
