@@ -8,7 +8,10 @@
 Robot's inverse is exact for arms of one chain form (check_arm_form 0) and refuses any
 other with ValueError. fk_ik.Arm takes any six revolute joints, from DH rows of either
 convention (Arm.from_dh) or from URDF (Arm.from_urdf): forward kinematics, the Jacobian
-and its time derivative, the layout of its axes and an equivalent modified-DH description.
+and its time derivative, the layout of its axes, an equivalent modified-DH description,
+and, for the layouts a closed form covers, every inverse solution (Arm.ik_all) and the one
+nearest a reference within joint limits (Arm.ik_nearest); another arm's inverse raises
+ValueError.
 
 Units and frames: lengths are in the unit of the arm's parameters (the sample arm's are
 metres), angles in radians. A pose [x, y, z, roll, pitch, yaw] is the tool centre point
@@ -16,7 +19,8 @@ metres), angles in radians. A pose [x, y, z, roll, pitch, yaw] is the tool centr
 fixed axes; a tool [x, y, z, rx, ry, rz] is the TCP relative to the flange. Joint
 positions run from the base outwards.
 
-Robot.fk_many, Robot.ik_many and Arm.fk_many take n x 6 arrays and split them over worker
+Robot.fk_many, Robot.ik_many, Arm.fk_many, Arm.ik_all_many and Arm.ik_nearest_many take
+n x 6 arrays and split them over worker
 threads of this module without the GIL; each row's answer is bit for bit the single call's.
 
 Input is checked before the library sees it: a wrong shape or a value that is not finite
