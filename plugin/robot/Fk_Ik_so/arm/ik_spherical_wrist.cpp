@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "subproblems.h"
+#include "three_axes_onto.h"
 
 namespace fk_ik {
 
@@ -16,7 +17,7 @@ const Float64 kOnLine = 1e-10;
 const Float64 kSnap = 1e-11;
 
 // How joints 1-3 place the wrist centre.
-enum class Shoulder { Meeting, Parallel };
+enum class Shoulder { Meeting, Parallel, General };
 
 // The arm in product-of-exponentials form, with the points the subproblems turn.
 struct Screws {
@@ -51,6 +52,8 @@ Bool screwsOf(const ArmScrews& arm, Screws& s) {
     s.form = Shoulder::Meeting;
   } else if (pair23.parallel && !pair23.intersecting && !pair12.parallel) {
     s.form = Shoulder::Parallel;
+  } else if (!pair23.parallel && !pair23.intersecting) {
+    s.form = Shoulder::General;
   } else {
     return false;
   }
@@ -63,6 +66,7 @@ Bool screwsOf(const ArmScrews& arm, Screws& s) {
 Int32 placeCentre(const Screws& s, const KDL::Vector& target, Float64 q[4][3]) {
   Float64 q1[2], q2[2], q3[2];
   Int32 count = 0;
+  if (s.form == Shoulder::General) return rotationsOntoThreeAxes(s.axis, s.centre, target, q);
   if (s.form == Shoulder::Meeting) {
     // Joints 1 and 2 keep the centre's distance from their meeting point: joint 3 sets it.
     const Int32 n3 = rotationToDistance(s.axis[2], s.centre, s.shoulder,

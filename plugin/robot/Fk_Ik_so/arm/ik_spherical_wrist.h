@@ -1,6 +1,7 @@
 // Every inverse solution, in closed form, of an arm whose axes 4, 5 and 6 meet in one point
 // (the wrist centre), where the first three axes place that centre by small subproblems:
-// axes 2 and 3 parallel, or axes 1 and 2 meeting.
+// axes 2 and 3 parallel, or axes 1 and 2 meeting; or, in general position, by the quartic
+// of three_axes_onto.h.
 //
 // The arm is taken in product-of-exponentials form, from its axes and flange at zero joint
 // position: flange(q) = Rot(axis 1, q1) ... Rot(axis 6, q6) flange(0). Joints 4-6 leave
@@ -33,10 +34,10 @@ namespace fk_ik {
 
 // All solutions reaching the flange frame target (in the base frame) into out. Returns
 // Arm_Ok with out.count >= 1; Arm_Out_Of_Reach; Arm_Invalid for a target with a value
-// that is not finite; Arm_Not_Covered unless axes 4-6 meet in one point and either axes 2
-// and 3 are parallel (not coincident, axis 1 not parallel to them) or axes 1 and 2 meet
-// (not parallel), with the wrist centre and, for meeting axes 1 and 2, their meeting point
-// off axis 3. Axes 1-3 in general position (a quartic) are not covered.
+// that is not finite; Arm_Not_Covered unless axes 4-6 meet in one point off axis 3, and
+// axes 2 and 3 are parallel (not coincident, axis 1 not parallel to them), or axes 1 and 2
+// meet (not parallel, their meeting point off axis 3), or axes 2 and 3 neither meet nor are
+// parallel (the quartic, whose roots' conditioning every solution's check guards).
 FK_IK_SO_API Int32 solveSphericalWrist(const Arm& arm, const KDL::Frame& target,
                                        ArmIkSolutions& out);
 
