@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "simd_trig.h"
 
@@ -100,9 +101,27 @@ FK_IK_ARM_CLONES void chainFrames(const Arm::Link* link, const Float64 q[Arm_Dof
   flange = toFrame(product(f, link[Arm_Dof].column));
 }
 
+// Six records of the designed solver's chain: the arm's equivalent rows where they are of
+// its form, else zeros (the chain then serves nothing).
+std::vector<MDH> designedRecords(const ArmMdh& mdh) {
+  std::vector<MDH> records(Arm_Dof);
+  for (int i = 0; i < Arm_Dof && mdh.designedForm; ++i) {
+    records[i].a = mdh.rows[i][0];
+    records[i].alpha = mdh.rows[i][1];
+    records[i].d = mdh.rows[i][2];
+    records[i].theta = mdh.rows[i][3];
+  }
+  return records;
+}
+
+const std::vector<MDH>& zeroRecords() {
+  static const std::vector<MDH> zeros(Arm_Dof);
+  return zeros;
+}
+
 }  // namespace
 
-Arm::Arm() {
+Arm::Arm() : _designed(Arm_Dof, &zeroRecords()) {
   _assign(ArmDescription());
 }
 
@@ -128,6 +147,8 @@ Void Arm::_assign(const ArmDescription& description) {
   _mdh = ArmMdh::of(*this);
   _layout = ArmLayout::measure(description, _mdh.designedForm);
   _inverse = InversePlan::of(*this);
+  const std::vector<MDH> records = designedRecords(_mdh);
+  _designed = Chain_MDH4(Arm_Dof, &records);
 }
 
 Void Arm::flangeFrame(const Float64 q[Arm_Dof], KDL::Frame& flange) const {

@@ -12,6 +12,7 @@
 #include "arm_layout.h"
 #include "arm_mdh.h"
 #include "arm_screws.h"
+#include "chain_mdh4.h"
 
 namespace fk_ik {
 
@@ -35,6 +36,8 @@ class FK_IK_SO_API Arm {
   const ArmMdh& mdh() const { return _mdh; }
   // How the inverse solves this arm (arm_ik.h).
   const InversePlan& inversePlan() const { return _inverse; }
+  // The equivalent rows as the designed solver's chain (all zero unless mdh().designedForm).
+  const Chain_MDH4& designedChain() const { return _designed; }
 
   // The flange frame at joint position q, in the base frame. q not finite: frames that
   // are not finite, nothing worse.
@@ -68,6 +71,7 @@ class FK_IK_SO_API Arm {
   ArmLayout _layout;
   ArmMdh _mdh;
   InversePlan _inverse;
+  Chain_MDH4 _designed;
 };
 
 }  // namespace fk_ik

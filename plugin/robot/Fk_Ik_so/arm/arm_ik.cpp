@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ik_solver_pos_tarvin2_6dof.h"
 #include "ik_spherical_wrist.h"
 #include "ik_three_parallel.h"
 
@@ -75,6 +76,30 @@ void refine(const Arm& arm, const KDL::Frame& target, Float64 q[Arm_Dof]) {
   }
 }
 
+// An arm of the designed form: the designed solver's eight candidates of the pose in its
+// rows' frames, each joint turned by its sense. False (out untouched) where a candidate is
+// singular by the designed solver's tests, which leave its joints out, or the pose is not
+// solvable there: the arm's own closed form then answers.
+Bool designedCandidates(const Arm& arm, const KDL::Frame& flange, ArmIkSolutions& out) {
+  const ArmMdh& mdh = arm.mdh();
+  IkSolverPos_Tarvin2_6Dof solver(const_cast<Chain_MDH4*>(&arm.designedChain()));
+  MathVector reference(Arm_Dof);
+  IkSolutions all;
+  const KDL::Frame rowsPose = mdh.base.Inverse() * flange * mdh.flange.Inverse();
+  if (solver.flangePosToAllJntPos(rowsPose, reference, all) != 0) return false;
+  for (int k = 0; k < 8; ++k) {
+    if (all.status[k] != 0 && all.status[k] != 7) return false;
+  }
+  out.count = 0;
+  for (int k = 0; k < 8; ++k) {
+    if (all.status[k] != 0) continue;
+    Float64 q[Arm_Dof];
+    for (int i = 0; i < Arm_Dof; ++i) q[i] = wrapAngle(mdh.signs[i] * all.jntPos[k][i]);
+    appendCandidate(q, false, out);
+  }
+  return true;
+}
+
 // The whole-turn variant of x nearest reference within [low, high]; false when none is.
 Bool nearestTurn(Float64 x, Float64 reference, Float64 low, Float64 high, Float64& variant) {
   Float64 turns = std::round((reference - x) / kTurn);
@@ -96,8 +121,11 @@ Int32 armIkAll(const Arm& arm, const KDL::Frame& tcp, const KDL::Frame& tool, Ar
   if (route == InverseRoute::None) return Arm_Not_Covered;
   const Bool reversed = route == InverseRoute::Reversed || route == InverseRoute::IdealReversed;
   const KDL::Frame target = reversed ? flange.Inverse() : flange;
-  Int32 code = solveThreeParallel(plan.screws, target, out);
-  if (code == Arm_Not_Covered) code = solveSphericalWrist(plan.screws, target, out);
+  Int32 code = Arm_Ok;
+  if (!arm.mdh().designedForm || !designedCandidates(arm, flange, out)) {
+    code = solveThreeParallel(plan.screws, target, out);
+    if (code == Arm_Not_Covered) code = solveSphericalWrist(plan.screws, target, out);
+  }
   // The reversed chain's joints in the arm's order; an idealised arm's refined on the true
   // one; then each checked on the true arm.
   for (int k = 0; k < out.count; ++k) {
