@@ -77,9 +77,10 @@ void refine(const Arm& arm, const KDL::Frame& target, Float64 q[Arm_Dof]) {
 }
 
 // An arm of the designed form: the designed solver's eight candidates of the pose in its
-// rows' frames, each joint turned by its sense. False (out untouched) where a candidate is
-// singular by the designed solver's tests, which leave its joints out, or the pose is not
-// solvable there: the arm's own closed form then answers.
+// rows' frames, each joint turned by its sense. False (out untouched) unless all eight are
+// solved: a candidate its tests call singular has its joints left out, and one out of the
+// links' reach may be a stretched or folded elbow that rounding pushed just outside. The
+// arm's own closed form, which keeps those, then answers.
 Bool designedCandidates(const Arm& arm, const KDL::Frame& flange, ArmIkSolutions& out) {
   const ArmMdh& mdh = arm.mdh();
   IkSolverPos_Tarvin2_6Dof solver(const_cast<Chain_MDH4*>(&arm.designedChain()));
@@ -88,11 +89,10 @@ Bool designedCandidates(const Arm& arm, const KDL::Frame& flange, ArmIkSolutions
   const KDL::Frame rowsPose = mdh.base.Inverse() * flange * mdh.flange.Inverse();
   if (solver.flangePosToAllJntPos(rowsPose, reference, all) != 0) return false;
   for (int k = 0; k < 8; ++k) {
-    if (all.status[k] != 0 && all.status[k] != 7) return false;
+    if (all.status[k] != 0) return false;
   }
   out.count = 0;
   for (int k = 0; k < 8; ++k) {
-    if (all.status[k] != 0) continue;
     Float64 q[Arm_Dof];
     for (int i = 0; i < Arm_Dof; ++i) q[i] = wrapAngle(mdh.signs[i] * all.jntPos[k][i]);
     appendCandidate(q, false, out);

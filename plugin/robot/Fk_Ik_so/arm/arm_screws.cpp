@@ -10,15 +10,12 @@ namespace fk_ik {
 
 namespace {
 
-// The lines' directions made one, each keeping its own sense: their sense-aligned mean.
+// The lines' directions made the first one's, each keeping its own sense. (Any direction
+// within the deviation would do: the refinement on the true arm takes the rest.)
 void alignDirections(Line* lines, int n) {
-  KDL::Vector sum = KDL::Vector::Zero();
-  for (int k = 0; k < n; ++k) {
-    sum += lines[k].direction * (KDL::dot(lines[k].direction, lines[0].direction) < 0 ? -1 : 1);
-  }
-  const KDL::Vector mean = unitVector(sum);
-  for (int k = 0; k < n; ++k) {
-    lines[k].direction = mean * (KDL::dot(lines[k].direction, mean) < 0 ? -1 : 1);
+  for (int k = 1; k < n; ++k) {
+    const Float64 sense = KDL::dot(lines[k].direction, lines[0].direction) < 0 ? -1 : 1;
+    lines[k].direction = lines[0].direction * sense;
   }
 }
 

@@ -113,6 +113,17 @@ TEST(ThreeParallel, OtherArmsOfTheLayoutAndTheWristContinuum) {
     onContinuum += std::fabs(all.q[k][0] - q[0]) < 1e-9;
   }
   EXPECT_EQ(onContinuum, 2);  // elbow up and down
+  // The elbow stretched (joint 3 at 0): no continuum, but the Jacobian's rank drops.
+  const double stretched[6] = {0.4, -1.1, 0.0, 0.5, 0.8, 0.7};
+  sample.flangeFrame(stretched, flange);
+  ASSERT_EQ(fk_ik::armIkAll(sample, flange, KDL::Frame::Identity(), all), fk_ik::Arm_Ok);
+  int stretchedElbows = 0;
+  for (int k = 0; k < all.count; ++k) {
+    if (std::fabs(all.q[k][2]) > 1e-6) continue;
+    EXPECT_TRUE(all.singular[k]) << k;
+    ++stretchedElbows;
+  }
+  EXPECT_GE(stretchedElbows, 1);
 }
 
 // The nearest answer gives back the producing joints from a reference near them, keeps to
