@@ -1,8 +1,6 @@
 #include "arm_ik.h"
 
 #include <Eigen/Cholesky>
-#include <Eigen/LU>
-#include <Eigen/SVD>
 #include <algorithm>
 #include <cmath>
 
@@ -21,17 +19,11 @@ Bool singularAt(const Arm& arm, const Float64 q[Arm_Dof], const KDL::Frame& tool
   ArmJacobian j;
   arm.jacobian(q, tool, j);
   j.topRows<3>() /= arm.size();
-  // The determinant is the product of the singular values, and the largest of them is at
-  // most the root of the largest column sum times the largest row sum: together a lower
-  // bound of the smallest, which spares the decomposition wherever it is clear of the
-  // threshold (nearly everywhere).
-  const Float64 largest2 =
-      j.cwiseAbs().colwise().sum().maxCoeff() * j.cwiseAbs().rowwise().sum().maxCoeff();
-  if (std::fabs(j.determinant()) >= Ik_Singular * largest2 * largest2 * std::sqrt(largest2)) {
-    return false;
-  }
-  const Eigen::JacobiSVD<ArmJacobian> svd(j);
-  return !(svd.singularValues()(Arm_Dof - 1) >= Ik_Singular);
+  // The smallest singular value is below the threshold exactly when J^T J less the
+  // threshold's square is not positive definite: one Cholesky factorisation tells.
+  const ArmJacobian shifted =
+      j.transpose() * j - Ik_Singular * Ik_Singular * ArmJacobian::Identity();
+  return Eigen::LLT<ArmJacobian>(shifted).info() != Eigen::Success;
 }
 
 // Damped Newton steps (Levenberg-Marquardt) on the true arm from q towards the flange
