@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "elimination.h"
 #include "ik_solver_pos_tarvin2_6dof.h"
 #include "ik_spherical_wrist.h"
 #include "ik_three_parallel.h"
@@ -92,6 +93,24 @@ Bool designedCandidates(const Arm& arm, const KDL::Frame& flange, ArmIkSolutions
   return true;
 }
 
+// The elimination's candidates for the flange target, each refined on the arm.
+Int32 eliminated(const Arm& arm, const KDL::Frame& flange, ArmIkSolutions& out) {
+  KDL::Frame zero[Arm_Dof + 1];
+  const Float64 q0[Arm_Dof] = {};
+  arm.jointFrames(q0, zero);
+  out.count = 0;
+  const Int32 code = eliminationCandidates(zero, flange, out);
+  for (int k = 0; k < out.count; ++k) refine(arm, flange, out.q[k]);
+  return code;
+}
+
+// Each solution's flag: found on a continuum, or its Jacobian near singular.
+void flagSingular(const Arm& arm, const KDL::Frame& tool, ArmIkSolutions& out) {
+  for (int k = 0; k < out.count; ++k) {
+    out.singular[k] = out.singular[k] || singularAt(arm, out.q[k], tool);
+  }
+}
+
 // The whole-turn variant of x nearest reference within [low, high]; false when none is.
 Bool nearestTurn(Float64 x, Float64 reference, Float64 low, Float64 high, Float64& variant) {
   Float64 turns = std::round((reference - x) / kTurn);
@@ -111,6 +130,7 @@ Int32 armIkAll(const Arm& arm, const KDL::Frame& tcp, const KDL::Frame& tool, Ar
   const InversePlan& plan = arm.inversePlan();
   const InverseRoute route = plan.route;
   if (route == InverseRoute::None) return Arm_Not_Covered;
+  if (route == InverseRoute::Elimination) return armIkByElimination(arm, tcp, tool, out);
   const Bool reversed = route == InverseRoute::Reversed || route == InverseRoute::IdealReversed;
   const KDL::Frame target = reversed ? flange.Inverse() : flange;
   Int32 code = Arm_Ok;
@@ -120,16 +140,33 @@ Int32 armIkAll(const Arm& arm, const KDL::Frame& tcp, const KDL::Frame& tool, Ar
   }
   // The reversed chain's joints in the arm's order; an idealised arm's refined on the true
   // one; then each checked on the true arm.
+  const Bool ideal = route == InverseRoute::Ideal || route == InverseRoute::IdealReversed;
   for (int k = 0; k < out.count; ++k) {
     if (reversed) std::reverse(out.q[k], out.q[k] + Arm_Dof);
-    if (route == InverseRoute::Ideal || route == InverseRoute::IdealReversed) {
-      refine(arm, flange, out.q[k]);
+    if (ideal) refine(arm, flange, out.q[k]);
+  }
+  const Int32 candidates = out.count;
+  code = verifiedCandidates(arm, flange, code, out);
+  // A refinement that failed (near a singular pose of the idealised arm): elimination finds
+  // what it lost, beside what it kept.
+  if (ideal && out.count < candidates) {
+    ArmIkSolutions more;
+    if (eliminated(arm, flange, more) == Arm_Ok) {
+      for (int k = 0; k < more.count; ++k) keepSolution(arm, flange, more.q[k], false, out);
+      if (out.count > 0) code = Arm_Ok;
     }
   }
-  code = verifiedCandidates(arm, flange, code, out);
-  for (int k = 0; k < out.count; ++k) {
-    out.singular[k] = out.singular[k] || singularAt(arm, out.q[k], tool);
-  }
+  flagSingular(arm, tool, out);
+  return code;
+}
+
+Int32 armIkByElimination(const Arm& arm, const KDL::Frame& tcp, const KDL::Frame& tool,
+                         ArmIkSolutions& out) {
+  out.count = 0;
+  if (!finiteFrame(tcp) || !finiteFrame(tool)) return Arm_Invalid;
+  const KDL::Frame flange = tcp * tool.Inverse();
+  const Int32 code = verifiedCandidates(arm, flange, eliminated(arm, flange, out), out);
+  flagSingular(arm, tool, out);
   return code;
 }
 

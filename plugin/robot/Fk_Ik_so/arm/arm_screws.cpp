@@ -113,6 +113,9 @@ InversePlan InversePlan::of(const Arm& arm) {
   } else if (back.ideal(snapped) && covered(snapped)) {
     plan.route = InverseRoute::IdealReversed;
     plan.screws = snapped;
+  } else {
+    plan.route = InverseRoute::Elimination;
+    plan.screws = own;
   }
   return plan;
 }

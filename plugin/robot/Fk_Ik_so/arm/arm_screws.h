@@ -41,8 +41,9 @@ struct FK_IK_SO_API ArmScrews {
 };
 
 // How an arm's inverse is solved: on its own screws, on the reversed chain's, or on those of
-// the nearest solvable arm (of either direction) with each solution refined on the true arm.
-enum class InverseRoute : Int32 { None, Direct, Reversed, Ideal, IdealReversed };
+// the nearest solvable arm (of either direction) with each solution refined on the true arm,
+// all in closed form; else by elimination (elimination.h), which any arm allows.
+enum class InverseRoute : Int32 { None, Direct, Reversed, Ideal, IdealReversed, Elimination };
 
 struct FK_IK_SO_API InversePlan {
   InverseRoute route = InverseRoute::None;

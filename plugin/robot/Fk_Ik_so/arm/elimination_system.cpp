@@ -1,0 +1,149 @@
+#include <cmath>
+
+#include "elimination.h"
+
+namespace fk_ik {
+
+namespace {
+
+typedef Eigen::Matrix<Float64, 14, 1> Fourteen;
+
+// The three sample angles 0, pi/2 and pi, exactly.
+const Float64 kSampleCos[3] = {1, 0, -1};
+const Float64 kSampleSin[3] = {0, 1, 0};
+
+// Coefficients (of 1, cos, sin) of a + b cos + c sin from its values at the sample angles.
+const Float64 kFromSamples[3][3] = {{0.5, 0, 0.5}, {0.5, 0, -0.5}, {-0.5, 1, -0.5}};
+
+// Half-angle tangent t: (1 + t^2) times 1, cos and sin as coefficients of 1, t, t^2.
+const Float64 kHalfAngle[3][3] = {{1, 0, 1}, {1, 0, -1}, {0, 2, 0}};
+
+KDL::Frame turnZ(Float64 c, Float64 s) {
+  return KDL::Frame(KDL::Rotation(c, -s, 0, s, c, 0, 0, 0, 1));
+}
+
+// The fourteen functions of the point and direction a frame puts at its origin and z axis.
+Fourteen fourteenOf(const KDL::Frame& f) {
+  const KDL::Vector p = f.p, l = f.M.UnitZ();
+  const Float64 pp = dot(p, p), pl = dot(p, l);
+  const KDL::Vector cross = p * l, last = l * pp - p * (2 * pl);
+  Fourteen h;
+  h << p.x(), p.y(), p.z(), l.x(), l.y(), l.z(), pp, pl, cross.x(), cross.y(), cross.z(), last.x(),
+      last.y(), last.z();
+  return h;
+}
+
+}  // namespace
+
+EliminationLoop eliminationLoop(const KDL::Frame zeroFrames[Arm_Dof + 1], const KDL::Frame& flange,
+                                Int32 first, Float64 sense) {
+  // flange(q) = F_0 Rz(q_0) F_0^-1 F_1 Rz(q_1) ... F_5 Rz(q_5) F_5^-1 F_6, F_k being joint
+  // k's frame at zero: the link after joint k is F_k^-1 F_k+1, the last one closing the
+  // loop through the target.
+  KDL::Frame after[Arm_Dof];
+  for (int k = 0; k + 1 < Arm_Dof; ++k) after[k] = zeroFrames[k].Inverse() * zeroFrames[k + 1];
+  after[Arm_Dof - 1] =
+      zeroFrames[Arm_Dof - 1].Inverse() * zeroFrames[Arm_Dof] * flange.Inverse() * zeroFrames[0];
+  EliminationLoop loop;
+  loop.sense = sense;
+  for (int k = 0; k < Arm_Dof; ++k) {
+    const Int32 joint = ((first + (sense > 0 ? k : -k)) % Arm_Dof + Arm_Dof) % Arm_Dof;
+    loop.joint[k] = joint;
+    // Backwards, the loop inverted: joint k is followed by the inverse of the link before it.
+    loop.link[k] = sense > 0 ? after[joint] : after[(joint + Arm_Dof - 1) % Arm_Dof].Inverse();
+  }
+  return loop;
+}
+
+void eliminationRight(const EliminationLoop& loop, EliminationSystem& system) {
+  const KDL::Frame m0 = loop.link[0].Inverse(), m1 = loop.link[1].Inverse(),
+                   m5 = loop.link[5].Inverse();
+  Fourteen value[3][3];
+  for (int i = 0; i < 3; ++i) {
+    const KDL::Frame tail = m0 * turnZ(kSampleCos[i], -kSampleSin[i]) * m5;
+    for (int j = 0; j < 3; ++j) {
+      value[i][j] = fourteenOf(m1 * turnZ(kSampleCos[j], -kSampleSin[j]) * tail);
+    }
+  }
+  for (int t = 0; t < 3; ++t) {
+    for (int u = 0; u < 3; ++u) {
+      Fourteen c = Fourteen::Zero();
+      for (int i = 0; i < 3; ++i) {
+        for (int j = 0; j < 3; ++j) c += kFromSamples[t][i] * kFromSamples[u][j] * value[i][j];
+      }
+      if (t == 0 && u == 0) {
+        system.rightConstant = c;
+      } else {
+        system.right.col(3 * t + u - 1) = c;
+      }
+    }
+  }
+  system.rightQr.compute(system.right);
+  const auto& r = system.rightQr.matrixQR();
+  const Float64 largest = std::fabs(r(0, 0)), smallest = std::fabs(r(7, 7));
+  system.rightCondition = largest > 0 ? smallest / largest : 0;
+  if (!std::isfinite(system.rightCondition)) system.rightCondition = 0;
+}
+
+void eliminationLeft(const EliminationLoop& loop, EliminationSystem& system) {
+  Fourteen value[3][3][3];
+  for (int i = 0; i < 3; ++i) {
+    const KDL::Frame head = turnZ(kSampleCos[i], kSampleSin[i]) * loop.link[2];
+    for (int j = 0; j < 3; ++j) {
+      const KDL::Frame middle = head * turnZ(kSampleCos[j], kSampleSin[j]) * loop.link[3];
+      for (int k = 0; k < 3; ++k) {
+        value[i][j][k] = fourteenOf(middle * turnZ(kSampleCos[k], kSampleSin[k]) * loop.link[4]);
+      }
+    }
+  }
+  for (int t = 0; t < 3; ++t) {
+    for (int u = 0; u < 3; ++u) {
+      for (int v = 0; v < 3; ++v) {
+        Fourteen c = Fourteen::Zero();
+        for (int i = 0; i < 3; ++i) {
+          for (int j = 0; j < 3; ++j) {
+            for (int k = 0; k < 3; ++k) {
+              c += kFromSamples[t][i] * kFromSamples[u][j] * kFromSamples[v][k] * value[i][j][k];
+            }
+          }
+        }
+        system.left[t].col(3 * u + v) = c;
+      }
+    }
+  }
+  system.left[0].col(0) -= system.rightConstant;
+  // The complement of Q's columns: the last six columns of its QR's orthogonal factor.
+  const Eigen::Matrix<Float64, 14, 14> basis = system.rightQr.householderQ();
+  const Eigen::Matrix<Float64, 6, 14> complement = basis.rightCols<6>().transpose();
+  Eigen::Matrix<Float64, 9, 9> toMonomials;
+  for (int u = 0; u < 3; ++u) {
+    for (int v = 0; v < 3; ++v) {
+      for (int a = 0; a < 3; ++a) {
+        for (int b = 0; b < 3; ++b)
+          toMonomials(3 * u + v, 3 * a + b) = kHalfAngle[u][a] * kHalfAngle[v][b];
+      }
+    }
+  }
+  for (int t = 0; t < 3; ++t) system.six[t] = complement * system.left[t] * toMonomials;
+  for (int row = 0; row < 6; ++row) {
+    Float64 largest = 0;
+    for (int t = 0; t < 3; ++t)
+      largest = std::fmax(largest, system.six[t].row(row).cwiseAbs().maxCoeff());
+    if (largest > 0) {
+      for (int t = 0; t < 3; ++t) system.six[t].row(row) /= largest;
+    }
+  }
+}
+
+void sigmaAt(const EliminationSystem& system, Float64 c, Float64 s, SigmaMatrix& sigma) {
+  const Eigen::Matrix<Float64, 6, 9> e = system.six[0] + c * system.six[1] + s * system.six[2];
+  sigma.setZero();
+  for (int a = 0; a < 3; ++a) {
+    for (int b = 0; b < 3; ++b) {
+      sigma.block<6, 1>(0, 3 * a + b) = e.col(3 * a + b);
+      sigma.block<6, 1>(6, 3 * (a + 1) + b) = e.col(3 * a + b);
+    }
+  }
+}
+
+}  // namespace fk_ik
