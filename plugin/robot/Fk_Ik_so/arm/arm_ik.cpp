@@ -16,14 +16,16 @@ namespace {
 const Float64 kTurn = 2 * Pi;
 const Float64 kMostTurns = 1048576;  // 2^20
 
-Bool singularAt(const Arm& arm, const Float64 q[Arm_Dof], const KDL::Frame& tool) {
+// Whether the smallest singular value of the Jacobian at q (linear rows over the size) is
+// below threshold.
+Bool singularAt(const Arm& arm, const Float64 q[Arm_Dof], const KDL::Frame& tool,
+                Float64 threshold) {
   ArmJacobian j;
   arm.jacobian(q, tool, j);
   j.topRows<3>() /= arm.size();
   // The smallest singular value is below the threshold exactly when J^T J less the
   // threshold's square is not positive definite: one Cholesky factorisation tells.
-  const ArmJacobian shifted =
-      j.transpose() * j - Ik_Singular * Ik_Singular * ArmJacobian::Identity();
+  const ArmJacobian shifted = j.transpose() * j - threshold * threshold * ArmJacobian::Identity();
   return Eigen::LLT<ArmJacobian>(shifted).info() != Eigen::Success;
 }
 
@@ -32,6 +34,10 @@ Bool singularAt(const Arm& arm, const Float64 q[Arm_Dof], const KDL::Frame& tool
 // solutions, some of them near a singular pose, where plain Newton steps overshoot. A step
 // that does not lower the error is taken back and the damping raised.
 const int kRefineSteps = 40;
+
+// A refined idealised arm's solutions this near a singular pose are completed by
+// elimination.
+const Float64 kNearSingular = 1e-2;
 
 // Where the flange at q misses target: origin (relative to the size) and rotation vector
 // (the skew part of target * reached^-1, its sine times its axis), in the base frame.
@@ -99,7 +105,7 @@ Int32 eliminated(const Arm& arm, const KDL::Frame& flange, ArmIkSolutions& out) 
   const Float64 q0[Arm_Dof] = {};
   arm.jointFrames(q0, zero);
   out.count = 0;
-  const Int32 code = eliminationCandidates(zero, flange, out);
+  const Int32 code = eliminationCandidates(zero, flange, arm.inversePlan().reading, out);
   for (int k = 0; k < out.count; ++k) refine(arm, flange, out.q[k]);
   return code;
 }
@@ -107,7 +113,7 @@ Int32 eliminated(const Arm& arm, const KDL::Frame& flange, ArmIkSolutions& out) 
 // Each solution's flag: found on a continuum, or its Jacobian near singular.
 void flagSingular(const Arm& arm, const KDL::Frame& tool, ArmIkSolutions& out) {
   for (int k = 0; k < out.count; ++k) {
-    out.singular[k] = out.singular[k] || singularAt(arm, out.q[k], tool);
+    out.singular[k] = out.singular[k] || singularAt(arm, out.q[k], tool, Ik_Singular);
   }
 }
 
@@ -147,9 +153,14 @@ Int32 armIkAll(const Arm& arm, const KDL::Frame& tcp, const KDL::Frame& tool, Ar
   }
   const Int32 candidates = out.count;
   code = verifiedCandidates(arm, flange, code, out);
-  // A refinement that failed (near a singular pose of the idealised arm): elimination finds
-  // what it lost, beside what it kept.
-  if (ideal && out.count < candidates) {
+  // A refinement that failed, or a pose near a singular one, where the idealised arm may
+  // have fewer real solutions than the true one (their counts differ across the singular
+  // poses, which the idealisation moved): elimination finds what is missing.
+  Bool doubtful = out.count < candidates || out.count % 2 != 0;
+  for (int k = 0; ideal && k < out.count && !doubtful; ++k) {
+    doubtful = singularAt(arm, out.q[k], KDL::Frame::Identity(), kNearSingular);
+  }
+  if (ideal && doubtful) {
     ArmIkSolutions more;
     if (eliminated(arm, flange, more) == Arm_Ok) {
       for (int k = 0; k < more.count; ++k) keepSolution(arm, flange, more.q[k], false, out);

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "arm.h"
+#include "elimination.h"
 #include "ik_spherical_wrist.h"
 #include "ik_three_parallel.h"
 
@@ -117,6 +118,7 @@ InversePlan InversePlan::of(const Arm& arm) {
     plan.route = InverseRoute::Elimination;
     plan.screws = own;
   }
+  plan.reading = eliminationReading(arm);
   return plan;
 }
 

@@ -48,6 +48,8 @@ enum class InverseRoute : Int32 { None, Direct, Reversed, Ideal, IdealReversed, 
 struct FK_IK_SO_API InversePlan {
   InverseRoute route = InverseRoute::None;
   ArmScrews screws;
+  // Where elimination starts (elimination.h), for this route or a refinement that fails.
+  Int32 reading = 0;
 
   static InversePlan of(const Arm& arm);
 };

@@ -90,11 +90,23 @@ FK_IK_SO_LOCAL Int32 polynomialRealRoots(const Float64 poly[17], Float64 near, F
 // the determinant vanishes for every angle.
 FK_IK_SO_LOCAL Int32 eliminationRoots(const EliminationSystem& system, Float64 roots[16]);
 
+// The loop can be read from each of six joints in two directions. Which suits an arm
+// depends on its axes: where the joint solved for first takes one value in two solutions
+// (a wrist's flip leaves the arm's joints as they were), its roots are double and a
+// reading fails; where the right side's two axes are parallel, it is not posed.
+const Int32 Readings = 2 * Arm_Dof;
+
+// The reading for the arm: the first whose unrefined candidates give back the joints of a
+// few trial poses to 1e-8, else the one that comes closest. Once per arm.
+FK_IK_SO_LOCAL Int32 eliminationReading(const Arm& arm);
+
 // Every candidate of the arm (its joint frames at zero) for the flange target, appended to
-// out unrefined: Arm_Ok, or Arm_Not_Covered when no reading of the loop is well posed (a
-// degenerate arm).
+// out unrefined, from the given reading (or, where the pose puts its right side near a
+// singular one, the best-conditioned other): Arm_Ok, or Arm_Not_Covered when no reading is
+// well posed (a degenerate arm).
 FK_IK_SO_LOCAL Int32 eliminationCandidates(const KDL::Frame zeroFrames[Arm_Dof + 1],
-                                           const KDL::Frame& flange, ArmIkSolutions& out);
+                                           const KDL::Frame& flange, Int32 reading,
+                                           ArmIkSolutions& out);
 
 }  // namespace fk_ik
 

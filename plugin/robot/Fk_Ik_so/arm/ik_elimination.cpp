@@ -13,8 +13,8 @@ namespace {
 const Float64 kGoodRight = 1e-6;
 const Float64 kPosedRight = 1e-12;
 
-// The twelve readings, the arm's own two ends first.
-const Int32 kFirst[2 * Arm_Dof] = {0, 5, 1, 4, 2, 3, 3, 2, 4, 1, 5, 0};
+// The twelve readings: reading r starts at joint kFirst[r], forwards for even r.
+const Int32 kFirst[Readings] = {0, 5, 1, 4, 2, 3, 3, 2, 4, 1, 5, 0};
 
 // atan(num / den) without the division: den may be 0.
 Float64 halfAngle(Float64 num, Float64 den) {
@@ -87,24 +87,11 @@ Bool jointsOfRoot(const EliminationLoop& loop, const EliminationSystem& system, 
   return true;
 }
 
-}  // namespace
-
-Int32 eliminationCandidates(const KDL::Frame zeroFrames[Arm_Dof + 1], const KDL::Frame& flange,
-                            ArmIkSolutions& out) {
-  EliminationSystem system, tried;
-  EliminationLoop loop;
-  Float64 best = -1;
-  for (int reading = 0; reading < 2 * Arm_Dof && best < kGoodRight; ++reading) {
-    const EliminationLoop candidate =
-        eliminationLoop(zeroFrames, flange, kFirst[reading], reading % 2 == 0 ? 1 : -1);
-    eliminationRight(candidate, tried);
-    if (tried.rightCondition > best) {
-      best = tried.rightCondition;
-      loop = candidate;
-      system = tried;
-    }
-  }
-  if (best < kPosedRight) return Arm_Not_Covered;
+// The reading's candidates appended to out, after eliminationRight: false when its right
+// side is not posed.
+Bool candidatesOfReading(const EliminationLoop& loop, EliminationSystem& system,
+                         ArmIkSolutions& out) {
+  if (!(system.rightCondition >= kPosedRight)) return false;
   eliminationLeft(loop, system);
   Float64 roots[16];
   const Int32 count = eliminationRoots(system, roots);
@@ -112,7 +99,75 @@ Int32 eliminationCandidates(const KDL::Frame zeroFrames[Arm_Dof + 1], const KDL:
     Float64 q[Arm_Dof];
     if (jointsOfRoot(loop, system, roots[k], q)) appendCandidate(q, false, out);
   }
-  return Arm_Ok;
+  return true;
+}
+
+EliminationLoop readingLoop(const KDL::Frame zeroFrames[Arm_Dof + 1], const KDL::Frame& flange,
+                            Int32 reading) {
+  return eliminationLoop(zeroFrames, flange, kFirst[reading], reading % 2 == 0 ? 1 : -1);
+}
+
+// Joint positions of no particular meaning, away from zero and from each other.
+const Float64 kTrial[4][Arm_Dof] = {{0.7, -1.2, 0.4, 2.1, -0.9, 1.6},
+                                    {-2.3, 0.5, -1.7, 0.3, 1.1, -0.4},
+                                    {1.9, 2.4, -0.6, -1.4, 0.2, 2.8},
+                                    {-0.8, -2.0, 2.6, 1.0, -2.5, -1.1}};
+
+}  // namespace
+
+Int32 eliminationReading(const Arm& arm) {
+  KDL::Frame zero[Arm_Dof + 1];
+  const Float64 q0[Arm_Dof] = {};
+  arm.jointFrames(q0, zero);
+  Int32 chosen = 0;
+  Float64 best = -1;
+  for (int reading = 0; reading < Readings; ++reading) {
+    // How closely its unrefined candidates come to the joints of each trial pose, in
+    // digits (16 at most per pose).
+    Float64 digits = 0;
+    for (const Float64* q : kTrial) {
+      KDL::Frame flange;
+      arm.flangeFrame(q, flange);
+      const EliminationLoop loop = readingLoop(zero, flange, reading);
+      EliminationSystem system;
+      eliminationRight(loop, system);
+      ArmIkSolutions out;
+      out.count = 0;
+      candidatesOfReading(loop, system, out);
+      Float64 nearest = 1;
+      for (int k = 0; k < out.count; ++k) {
+        Float64 apart = 0;
+        for (int i = 0; i < Arm_Dof; ++i)
+          apart = std::fmax(apart, std::fabs(wrapAngle(out.q[k][i] - q[i])));
+        nearest = std::fmin(nearest, apart);
+      }
+      digits += -std::log10(std::fmax(nearest, 1e-16));
+    }
+    if (digits > best) {
+      best = digits;
+      chosen = reading;
+    }
+    if (digits >= 4 * 8) break;  // every trial pose to 1e-8: good enough
+  }
+  return chosen;
+}
+
+Int32 eliminationCandidates(const KDL::Frame zeroFrames[Arm_Dof + 1], const KDL::Frame& flange,
+                            Int32 reading, ArmIkSolutions& out) {
+  // The arm's reading, unless this pose puts its right side near a singular one: then the
+  // best conditioned of the others.
+  EliminationLoop loop = readingLoop(zeroFrames, flange, reading);
+  EliminationSystem system, tried;
+  eliminationRight(loop, system);
+  for (int other = 0; other < Readings && system.rightCondition < kGoodRight; ++other) {
+    const EliminationLoop candidate = readingLoop(zeroFrames, flange, other);
+    eliminationRight(candidate, tried);
+    if (tried.rightCondition > system.rightCondition) {
+      loop = candidate;
+      system = tried;
+    }
+  }
+  return candidatesOfReading(loop, system, out) ? Int32(Arm_Ok) : Int32(Arm_Not_Covered);
 }
 
 }  // namespace fk_ik

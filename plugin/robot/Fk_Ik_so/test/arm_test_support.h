@@ -42,6 +42,11 @@ const double kThreeParallelRows[6][4] = {{0, 0, 0.2, 0},           {0.1, -M_PI /
                                          {0.5, 0, 0.05, 0},        {0.45, 0, -0.05, 0},
                                          {0.05, M_PI / 2, 0.1, 0}, {0, M_PI / 3, 0.1, 0}};
 
+// No two axes parallel or meeting, no closed form: every parameter of its own (standard rows).
+const double kGeneralRows[6][4] = {{0.12, 1.1, 0.35, 0.2},   {0.55, -0.4, 0.08, -0.7},
+                                   {0.07, 1.9, -0.11, 0.4},  {0.03, -1.3, 0.42, 1.2},
+                                   {0.05, 0.9, -0.06, -0.3}, {0.02, 2.2, 0.09, 0.5}};
+
 inline KDL::Frame frame(double roll, double pitch, double yaw, double x, double y, double z) {
   return KDL::Frame(KDL::Rotation::RPY(roll, pitch, yaw), KDL::Vector(x, y, z));
 }
@@ -73,7 +78,8 @@ struct NamedArm {
 };
 
 // Every layout, each with reversed joint senses, a base turned by pi and a tool-like
-// flange somewhere; the calibrated arm has axis 3 tilted 1e-3 rad off parallel.
+// flange somewhere; the calibrated arm has axis 3 tilted 1e-3 rad off parallel; the last
+// has no layout at all.
 inline std::vector<NamedArm> namedArms() {
   const double flipped[6] = {1, -1, 1, 1, -1, 1};
   const KDL::Frame turned = frame(0, 0, M_PI, 0.2, -0.1, 0.05);
@@ -96,6 +102,8 @@ inline std::vector<NamedArm> namedArms() {
       {"three parallel",
        build(describe(kThreeParallelRows, RowConvention::Modified, nullptr, turned, flange)),
        ArmFamily::ThreeParallel, ArmFamily::ThreeParallel},
+      {"general", build(describe(kGeneralRows, RowConvention::Standard, flipped, turned, flange)),
+       ArmFamily::General, ArmFamily::General},
   };
   return arms;
 }
@@ -114,6 +122,12 @@ inline Arm randomArm(std::mt19937_64& rng, RowConvention convention) {
   const KDL::Frame base = frame(angle(rng), angle(rng), angle(rng), length(rng), 0, 0);
   const KDL::Frame flange = frame(angle(rng), angle(rng), angle(rng), 0, length(rng), 0);
   return build(describe(rows, convention, signs, base, flange));
+}
+
+// Every axis the base's z axis: no reading of its loop is posed, and no inverse covers it.
+inline Arm degenerateArm() {
+  const double rows[6][4] = {};
+  return build(describe(rows, RowConvention::Standard));
 }
 
 inline void randomJoints(std::mt19937_64& rng, double range, double q[6]) {

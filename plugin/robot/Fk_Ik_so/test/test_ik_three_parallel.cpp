@@ -163,10 +163,7 @@ TEST(ThreeParallel, NearestWithinLimits) {
   EXPECT_EQ(fk_ik::armIkNearest(arm, tcp, tool, q, narrow, narrow, answer), 7);
   tcp.p = KDL::Vector(10, 0, 0);
   EXPECT_EQ(fk_ik::armIkNearest(arm, tcp, tool, q, nullptr, nullptr, answer), 6);
-  std::mt19937_64 general(61);
-  EXPECT_EQ(fk_ik::armIkNearest(randomArm(general, RowConvention::Modified), tcp, tool, q, nullptr,
-                                nullptr, answer),
-            11);
+  EXPECT_EQ(fk_ik::armIkNearest(degenerateArm(), tcp, tool, q, nullptr, nullptr, answer), 11);
 }
 
 // The C functions answer as the C++ ones, bit for bit, and write six zeros on failure.
