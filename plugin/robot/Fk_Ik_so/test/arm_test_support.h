@@ -7,11 +7,14 @@
 
 #include <cmath>
 #include <kdl/chain.hpp>
+#include <kdl/chainfksolverpos_recursive.hpp>
+#include <kdl/chainiksolverpos_lma.hpp>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "arm.h"
+#include "arm_ik_solutions.h"
 
 namespace arm_test {
 
@@ -43,9 +46,9 @@ const double kThreeParallelRows[6][4] = {{0, 0, 0.2, 0},           {0.1, -M_PI /
                                          {0.05, M_PI / 2, 0.1, 0}, {0, M_PI / 3, 0.1, 0}};
 
 // No two axes parallel or meeting, no closed form: every parameter of its own (standard rows).
-const double kGeneralRows[6][4] = {{0.12, 1.1, 0.35, 0.2},   {0.55, -0.4, 0.08, -0.7},
-                                   {0.07, 1.9, -0.11, 0.4},  {0.03, -1.3, 0.42, 1.2},
-                                   {0.05, 0.9, -0.06, -0.3}, {0.02, 2.2, 0.09, 0.5}};
+const double kNoLayoutRows[6][4] = {{0.12, 1.1, 0.35, 0.2},   {0.55, -0.4, 0.08, -0.7},
+                                    {0.07, 1.9, -0.11, 0.4},  {0.03, -1.3, 0.42, 1.2},
+                                    {0.05, 0.9, -0.06, -0.3}, {0.02, 2.2, 0.09, 0.5}};
 
 inline KDL::Frame frame(double roll, double pitch, double yaw, double x, double y, double z) {
   return KDL::Frame(KDL::Rotation::RPY(roll, pitch, yaw), KDL::Vector(x, y, z));
@@ -102,7 +105,7 @@ inline std::vector<NamedArm> namedArms() {
       {"three parallel",
        build(describe(kThreeParallelRows, RowConvention::Modified, nullptr, turned, flange)),
        ArmFamily::ThreeParallel, ArmFamily::ThreeParallel},
-      {"general", build(describe(kGeneralRows, RowConvention::Standard, flipped, turned, flange)),
+      {"general", build(describe(kNoLayoutRows, RowConvention::Standard, flipped, turned, flange)),
        ArmFamily::General, ArmFamily::General},
   };
   return arms;
@@ -155,6 +158,60 @@ inline double frameDistance(const KDL::Frame& a, const KDL::Frame& b, double sca
   double rotation = 0;
   for (int i = 0; i < 9; ++i) rotation = std::fmax(rotation, std::fabs(a.M.data[i] - b.M.data[i]));
   return fk_ik::length(a.p - b.p) / scale + rotation;
+}
+
+// The largest difference of two joint positions, modulo 2 pi.
+inline double jointsApart(const double* a, const double* b) {
+  double worst = 0;
+  for (int i = 0; i < 6; ++i) {
+    worst = std::fmax(worst, std::fabs(std::remainder(a[i] - b[i], 2 * M_PI)));
+  }
+  return worst;
+}
+
+// KDL's Levenberg-Marquardt solver from random starts towards a flange target, as a dense
+// numeric search for inverse solutions. KDL measures rotations through its 1e-6 epsilon, so
+// its answers are good to about 1e-7: converged means within 1e-6 of the pose (by KDL's own
+// forward kinematics), the same solution within 1e-4 in the joints.
+struct NumericSearch {
+  int converged = 0;
+  int missed = 0;  // converged starts that landed on none of the solutions
+  int landed = 0;  // solutions some start landed on
+};
+
+inline NumericSearch numericSearch(const Arm& arm, const KDL::Frame& target,
+                                   const fk_ik::ArmIkSolutions& solutions, int starts,
+                                   std::mt19937_64& rng) {
+  // The solvers keep a reference to the chain.
+  const KDL::Chain chain = kdlChain(arm.description());
+  Eigen::Matrix<double, 6, 1> weights;
+  weights.setOnes();
+  KDL::ChainIkSolverPos_LMA numeric(chain, weights, 1e-12, 1000);
+  KDL::ChainFkSolverPos_recursive forward(chain);
+  NumericSearch search;
+  bool landed[fk_ik::Ik_Max_Solutions] = {};
+  for (int start = 0; start < starts; ++start) {
+    KDL::JntArray initial(6), found(6);
+    double joints[6];
+    randomJoints(rng, M_PI, joints);
+    for (int i = 0; i < 6; ++i) initial(i) = joints[i];
+    numeric.CartToJnt(initial, target, found);
+    KDL::Frame reached;
+    forward.JntToCart(found, reached);
+    if (!(frameDistance(reached, target, arm.size()) < 1e-6)) continue;
+    ++search.converged;
+    for (int i = 0; i < 6; ++i) joints[i] = found(i);
+    int nearest = -1;
+    for (int s = 0; s < solutions.count; ++s) {
+      if (jointsApart(solutions.q[s], joints) < 1e-4) nearest = s;
+    }
+    if (nearest < 0) ++search.missed;
+    if (nearest >= 0 && !landed[nearest]) {
+      landed[nearest] = true;
+      ++search.landed;
+    }
+  }
+  return search;
 }
 
 }  // namespace arm_test

@@ -14,13 +14,6 @@ namespace {
 
 using namespace arm_test;
 
-double jointsApart(const double* a, const double* b) {
-  double worst = 0;
-  for (int i = 0; i < 6; ++i)
-    worst = std::fmax(worst, std::fabs(std::remainder(a[i] - b[i], 2 * M_PI)));
-  return worst;
-}
-
 bool among(const fk_ik::ArmIkSolutions& all, const double* q, double tolerance) {
   for (int k = 0; k < all.count; ++k) {
     if (jointsApart(all.q[k], q) <= tolerance) return true;
