@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstdio>
 #include <random>
 #include <vector>
 
@@ -16,6 +17,7 @@ namespace {
 
 const unsigned kSamples = 1024;  // a power of two: inputs are cycled through with a mask
 const double kTool[6] = {0.01, -0.02, 0.15, 0.1, -0.2, 0.3};
+const unsigned kGeneralArms = 16;
 
 struct ArmWorkload {
   ArmWorkload() {
@@ -45,6 +47,24 @@ struct ArmWorkload {
     fk_ik::Arm::build(description, calibrated, nullptr);
     std::mt19937_64 rng(8);
     std::uniform_real_distribution<double> angle(-M_PI, M_PI);
+    // Arms no closed form covers: every parameter random (standard rows, lengths in [-1, 1],
+    // angles in [-pi, pi]), the poses cycling through them.
+    std::uniform_real_distribution<double> length(-1, 1);
+    generals.resize(kGeneralArms);
+    for (fk_ik::Arm& general : generals) {
+      double rows[6][4];
+      for (auto& row : rows) {
+        row[0] = length(rng);
+        row[1] = angle(rng);
+        row[2] = length(rng);
+        row[3] = angle(rng);
+      }
+      fk_ik::ArmDescription random;
+      fk_ik::ArmDescription::fromRows(rows, fk_ik::RowConvention::Standard, nullptr,
+                                      KDL::Frame::Identity(), KDL::Frame::Identity(), random,
+                                      nullptr);
+      fk_ik::Arm::build(random, general, nullptr);
+    }
     joints.resize(kSamples);
     velocities.resize(kSamples);
     for (unsigned k = 0; k < kSamples; ++k) {
@@ -59,11 +79,14 @@ struct ArmWorkload {
       wristFlanges.push_back(f);
       calibrated.flangeFrame(joints[k].data(), f);
       calibratedFlanges.push_back(f);
+      generals[k % kGeneralArms].flangeFrame(joints[k].data(), f);
+      generalFlanges.push_back(f);
     }
   }
   FkIkArm* handle = nullptr;
   fk_ik::Arm arm, wrist, calibrated;
-  std::vector<KDL::Frame> flanges, wristFlanges, calibratedFlanges;
+  std::vector<fk_ik::Arm> generals;
+  std::vector<KDL::Frame> flanges, wristFlanges, calibratedFlanges, generalFlanges;
   KDL::Frame tool;
   std::vector<std::array<double, 6>> joints, velocities;
 };
@@ -137,12 +160,18 @@ void designedAllCandidates(benchmark::State& state) {
 
 namespace {
 
-void ikAll(benchmark::State& state, const fk_ik::Arm& arm, const std::vector<KDL::Frame>& poses) {
+typedef Int32 (*Inverse)(const fk_ik::Arm&, const KDL::Frame&, const KDL::Frame&,
+                         fk_ik::ArmIkSolutions&);
+
+// The arm of pose k: one arm, or the general arms in turn.
+void ikAll(benchmark::State& state, const fk_ik::Arm* arms, unsigned armCount,
+           const std::vector<KDL::Frame>& poses, Inverse inverse = fk_ik::armIkAll) {
   fk_ik::ArmIkSolutions all;
   unsigned k = 0;
   double solutions = 0;
   for (auto _ : state) {
-    fk_ik::armIkAll(arm, poses[k++ & (kSamples - 1)], KDL::Frame::Identity(), all);
+    const unsigned s = k++ & (kSamples - 1);
+    inverse(arms[s % armCount], poses[s], KDL::Frame::Identity(), all);
     solutions += all.count;
     benchmark::DoNotOptimize(all);
   }
@@ -152,11 +181,45 @@ void ikAll(benchmark::State& state, const fk_ik::Arm& arm, const std::vector<KDL
 }  // namespace
 
 void armIkAllDirect(benchmark::State& state) {
-  ikAll(state, workload().arm, workload().flanges);
+  ikAll(state, &workload().arm, 1, workload().flanges);
 }
 void armIkAllSphericalWrist(benchmark::State& state) {
-  ikAll(state, workload().wrist, workload().wristFlanges);
+  ikAll(state, &workload().wrist, 1, workload().wristFlanges);
 }
 void armIkAllRefined(benchmark::State& state) {
-  ikAll(state, workload().calibrated, workload().calibratedFlanges);
+  ikAll(state, &workload().calibrated, 1, workload().calibratedFlanges);
+}
+void armIkAllGeneral(benchmark::State& state) {
+  ikAll(state, workload().generals.data(), kGeneralArms, workload().generalFlanges);
+}
+void armIkByEliminationNear(benchmark::State& state) {
+  ikAll(state, &workload().calibrated, 1, workload().calibratedFlanges, fk_ik::armIkByElimination);
+}
+
+void printGeneralCompleteness() {
+  const ArmWorkload& w = workload();
+  int found = 0, counts[fk_ik::Ik_Max_Solutions + 1] = {};
+  for (unsigned k = 0; k < kSamples; ++k) {
+    fk_ik::ArmIkSolutions all;
+    fk_ik::armIkAll(w.generals[k % kGeneralArms], w.generalFlanges[k], KDL::Frame::Identity(), all);
+    ++counts[all.count];
+    for (int s = 0; s < all.count; ++s) {
+      double apart = 0;
+      for (int i = 0; i < 6; ++i) {
+        apart = std::fmax(apart, std::fabs(std::remainder(all.q[s][i] - w.joints[k][i], 2 * M_PI)));
+      }
+      if (apart < 1e-9) {
+        ++found;
+        break;
+      }
+    }
+  }
+  std::printf(
+      "\ngeneral arms (%u, every parameter random): producing joints among the solutions "
+      "in %d of %u poses\nsolution counts:",
+      kGeneralArms, found, kSamples);
+  for (int c = 0; c <= fk_ik::Ik_Max_Solutions; ++c) {
+    if (counts[c] > 0) std::printf(" %d: %d", c, counts[c]);
+  }
+  std::printf("\n");
 }

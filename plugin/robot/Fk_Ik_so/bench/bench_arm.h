@@ -19,5 +19,12 @@ void designedAllCandidates(benchmark::State& state);
 void armIkAllDirect(benchmark::State& state);
 void armIkAllSphericalWrist(benchmark::State& state);
 void armIkAllRefined(benchmark::State& state);
+// Elimination: arms with every parameter random (sixteen, in turn), and the 1e-3 rad arm
+// unrefined.
+void armIkAllGeneral(benchmark::State& state);
+void armIkByEliminationNear(benchmark::State& state);
+// How often the general arms' producing joints are among their solutions, and the
+// solution counts, over the same poses.
+void printGeneralCompleteness();
 
 #endif  // FK_IK_SO_BENCH_ARM_H

@@ -526,7 +526,12 @@ const Operation kOperations[] = {
      "ik all/IkSolverPos flangePosToAllJntPos", nullptr},
     {"ik all/armIkAll, refined (1e-3 rad off)", armIkAllRefined,
      "ik all/IkSolverPos flangePosToAllJntPos", nullptr},
+    {"ik all/armIkAll, general (elimination)", armIkAllGeneral,
+     "ik all/IkSolverPos flangePosToAllJntPos", nullptr},
+    {"ik all/armIkByElimination, 1e-3 rad off", armIkByEliminationNear,
+     "ik all/IkSolverPos flangePosToAllJntPos", nullptr},
 };
+const char* const kDesignedAll = "ik all/IkSolverPos flangePosToAllJntPos";
 
 const Floor* const kFloors[] = {&kForwardPoseFloor, &kJointsFloor, &kInverseFloor,
                                 &kInverseFlangeFloor};
@@ -594,6 +599,17 @@ class TableReporter : public benchmark::ConsoleReporter {
       }
       std::printf("\n");
     }
+    // Any arm's every solution against the designed eight candidates of the same run.
+    const auto designed = medians_.find(kDesignedAll);
+    if (designed != medians_.end()) {
+      std::printf("\n%-46s %10s\n", "every solution", "x designed");
+      for (const Operation& op : kOperations) {
+        const auto median = medians_.find(op.name);
+        if (median == medians_.end() || std::string(op.peer) != kDesignedAll) continue;
+        std::printf("%-46s %10.1f\n", op.name,
+                    median->second.nanoseconds / designed->second.nanoseconds);
+      }
+    }
     std::printf("\n%-46s %14s %14s\n", "throughput (calls/s)", "1 thread", "2 threads");
     for (const char* name : {"throughput/C jntPosToTcpPos", "throughput/C tcpPosToJntPos"}) {
       const auto one = throughput_.find({name, 1});
@@ -650,6 +666,7 @@ int main(int argc, char** argv) {
   TableReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   reporter.printTable();
+  printGeneralCompleteness();
   benchmark::Shutdown();
   return 0;
 }
