@@ -1,8 +1,8 @@
 # Installing and packaging: the library and the URDF reader with their SONAMEs, the public
 # headers under include/fk_ik_so/, the CMake package (Fk_Ik_so::Fk_Ik_so and
 # Fk_Ik_so::Fk_Ik_so_urdf) with its version file, the pkg-config files fk_ik_so.pc and
-# fk_ik_so_urdf.pc, fkik, and the README, licence and changelog. cpack -G DEB
-# turns the same tree into a Debian package.
+# fk_ik_so_urdf.pc, fkik, and the README, licence and changelog. The target deb splits the
+# same tree into Debian packages (cmake/debian/make-packages.sh).
 include(CMakePackageConfigHelpers)
 
 set(FK_IK_SO_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Fk_Ik_so)
@@ -20,6 +20,14 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/Fk_Ik_soConfig.cmake
 file(RELATIVE_PATH FK_IK_SO_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
      ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" FK_IK_SO_PC_PREFIX "${FK_IK_SO_PC_PREFIX}")
+# Built for Debian's layout (prefix /usr, multiarch library directory), the README is the
+# development package's document.
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND CMAKE_LIBRARY_ARCHITECTURE
+   AND CMAKE_INSTALL_LIBDIR STREQUAL "lib/${CMAKE_LIBRARY_ARCHITECTURE}")
+  set(FK_IK_SO_README share/doc/libfk-ik-so-dev/README.md.gz)
+else()
+  set(FK_IK_SO_README ${CMAKE_INSTALL_DOCDIR}/README.md)
+endif()
 configure_file(cmake/fk_ik_so.pc.in ${CMAKE_CURRENT_BINARY_DIR}/fk_ik_so.pc @ONLY)
 configure_file(cmake/fk_ik_so_urdf.pc.in ${CMAKE_CURRENT_BINARY_DIR}/fk_ik_so_urdf.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fk_ik_so.pc ${CMAKE_CURRENT_BINARY_DIR}/fk_ik_so_urdf.pc
@@ -27,31 +35,27 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fk_ik_so.pc ${CMAKE_CURRENT_BINARY_DIR
 
 install(FILES README.md LICENSE CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
-set(CPACK_PACKAGE_NAME libfk-ik-so)
-set(CPACK_PACKAGE_VENDOR "libFk_Ik_so developers")
-set(CPACK_PACKAGE_CONTACT "libFk_Ik_so developers <fk-ik-so@localhost>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
-    "forward and closed-form inverse position kinematics of a 6-axis arm")
-set(CPACK_PACKAGE_DESCRIPTION
-    "libFk_Ik_so computes the pose of the tool centre point of a 6-axis arm given by\
- modified DH parameters, and the joint positions of a pose in the configuration of a\
- reference. The package holds the shared library, the URDF reader libFk_Ik_so_urdf,\
- their C and C++ headers, the CMake package Fk_Ik_so, the pkg-config files fk_ik_so and\
- fk_ik_so_urdf and the command-line host fkik.\
- Licence: Apache-2.0.")
-set(CPACK_RESOURCE_FILE_LICENSE ${CMAKE_CURRENT_SOURCE_DIR}/LICENSE)
-set(CPACK_RESOURCE_FILE_README ${CMAKE_CURRENT_SOURCE_DIR}/README.md)
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION libdevel)
-# The run-time dependencies (KDL's and urdfdom's libraries, the C++ and C runtimes) come
-# from dpkg-shlibdeps; building against the headers needs KDL's.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "liborocos-kdl-dev")
-# A build with the Python module puts it into the package too; it imports numpy.
-if(FK_IK_BUILD_PYTHON)
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS "python3, python3-numpy")
+# Debian packages, made from a build tree configured for Debian's layout and flags
+# (scripts/build-debs): cmake --build <build> --target deb writes them to <build>/debs.
+set(FK_IK_DEB_MAINTAINER "libFk_Ik_so developers <fk-ik-so@example.org>"
+    CACHE STRING "Maintainer field of the Debian packages")
+set(FK_IK_DEB_REVISION 1
+    CACHE STRING "Debian revision: the packages' version is <project version>-<revision>")
+# The Python package depends on the interpreter version the module was built for.
+if(TARGET _fk_ik)
+  get_directory_property(FK_IK_DEB_PYTHON_VERSION DIRECTORY plugin/robot/Fk_Ik_so/python
+                         DEFINITION Python3_VERSION)
+  string(REGEX MATCH "^[0-9]+\\.[0-9]+" FK_IK_DEB_PYTHON_VERSION "${FK_IK_DEB_PYTHON_VERSION}")
 endif()
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-include(CPack)
+if(TARGET fkik)
+  set(FK_IK_DEB_FKIK yes)
+endif()
+configure_file(cmake/debian/settings.sh.in ${CMAKE_CURRENT_BINARY_DIR}/debian/settings.sh @ONLY)
+add_custom_target(deb
+  COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/cmake/debian/make-packages.sh ${CMAKE_CURRENT_BINARY_DIR}
+  COMMENT "Debian packages into ${CMAKE_CURRENT_BINARY_DIR}/debs" VERBATIM)
+foreach(target Fk_Ik_so Fk_Ik_so_urdf fkik _fk_ik)
+  if(TARGET ${target})
+    add_dependencies(deb ${target})
+  endif()
+endforeach()
