@@ -76,6 +76,19 @@ FK_IK_SO_LOCAL void eliminationLeft(const EliminationLoop& loop, EliminationSyst
 FK_IK_SO_LOCAL void sigmaAt(const EliminationSystem& system, Float64 c, Float64 s,
                             SigmaMatrix& sigma);
 
+// A 12 x 12 matrix factorised by Gaussian elimination with partial pivoting, rows swapped in
+// place: its determinant, and solves (the null vector's inverse iteration).
+struct FK_IK_SO_LOCAL SigmaLu {
+  explicit SigmaLu(const SigmaMatrix& sigma);
+  // b := sigma^-1 b; false when a pivot is zero.
+  Bool solve(Float64 b[12]) const;
+  Float64 determinant;
+
+ private:
+  Float64 _a[12][12];  // unit L below the diagonal, U on and above it
+  Int32 _row[12];      // the original row now at each position
+};
+
 // det Sigma(shift + psi) (1 + t^2)^8 as a polynomial in t = tan(psi / 2), coefficients
 // poly[m] of t^m, scaled to a leading coefficient of +-1: the shift puts t = infinity at the
 // largest of seventeen samples. False when a sample is not finite or all are zero.

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 
 #include "elimination.h"
@@ -144,6 +145,47 @@ void sigmaAt(const EliminationSystem& system, Float64 c, Float64 s, SigmaMatrix&
       sigma.block<6, 1>(6, 3 * (a + 1) + b) = e.col(3 * a + b);
     }
   }
+}
+
+SigmaLu::SigmaLu(const SigmaMatrix& sigma) : determinant(1) {
+  for (int i = 0; i < 12; ++i) {
+    _row[i] = i;
+    for (int j = 0; j < 12; ++j) _a[i][j] = sigma(i, j);
+  }
+  for (int k = 0; k < 12; ++k) {
+    int pivot = k;
+    for (int i = k + 1; i < 12; ++i) {
+      if (std::fabs(_a[i][k]) > std::fabs(_a[pivot][k])) pivot = i;
+    }
+    if (pivot != k) {
+      std::swap(_a[pivot], _a[k]);
+      std::swap(_row[pivot], _row[k]);
+      determinant = -determinant;
+    }
+    determinant *= _a[k][k];
+    if (_a[k][k] == 0) continue;
+    const Float64 inverse = 1 / _a[k][k];
+    for (int i = k + 1; i < 12; ++i) {
+      const Float64 factor = _a[i][k] * inverse;
+      _a[i][k] = factor;
+      for (int j = k + 1; j < 12; ++j) _a[i][j] -= factor * _a[k][j];
+    }
+  }
+}
+
+Bool SigmaLu::solve(Float64 b[12]) const {
+  Float64 x[12];
+  for (int i = 0; i < 12; ++i) x[i] = b[_row[i]];
+  for (int i = 1; i < 12; ++i) {
+    for (int j = 0; j < i; ++j) x[i] -= _a[i][j] * x[j];
+  }
+  for (int i = 11; i >= 0; --i) {
+    if (_a[i][i] == 0) return false;
+    for (int j = i + 1; j < 12; ++j) x[i] -= _a[i][j] * x[j];
+    x[i] /= _a[i][i];
+  }
+  for (int i = 0; i < 12; ++i) b[i] = x[i];
+  return true;
 }
 
 }  // namespace fk_ik

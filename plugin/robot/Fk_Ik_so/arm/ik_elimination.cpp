@@ -1,4 +1,3 @@
-#include <Eigen/LU>
 #include <cmath>
 
 #include "elimination.h"
@@ -41,10 +40,10 @@ Float64 fromMonomials(const Eigen::Matrix<Float64, 12, 1>& v, int step) {
 Bool nullVector(const EliminationSystem& system, Float64 angle, Eigen::Matrix<Float64, 12, 1>& v) {
   SigmaMatrix sigma;
   sigmaAt(system, std::cos(angle), std::sin(angle), sigma);
-  const Eigen::PartialPivLU<SigmaMatrix> lu(sigma);
+  const SigmaLu lu(sigma);
   v.setOnes();
   for (int pass = 0; pass < 2; ++pass) {
-    v = lu.solve(v);
+    if (!lu.solve(v.data())) return false;
     const Float64 size = v.norm();
     if (!(size > 0) || !std::isfinite(size)) return false;
     v /= size;
