@@ -78,12 +78,12 @@ void evaluate(const Float64* c, int degree, Float64 x, Float64& p, Float64& dp, 
 }
 
 // The root of c (of the given degree) in [low, high], where it is monotone and changes
-// sign: from the false-position point, Newton steps kept inside the bracket, bisection
+// sign: from the middle, Newton steps kept inside the bracket, bisection
 // where one leaves it, until a step is below tolerance (relative to 1 + |x|); at most 100
 // steps.
 Float64 bracketedRoot(const Float64* c, int degree, Float64 low, Float64 high, Float64 atLow,
-                      Float64 atHigh, Float64 tolerance) {
-  Float64 x = low - atLow * (high - low) / (atHigh - atLow);
+                      Float64 tolerance) {
+  Float64 x = 0.5 * (low + high);
   for (int step = 0; step < 100; ++step) {
     if (!(x > low && x < high)) x = 0.5 * (low + high);
     Float64 p, dp;
@@ -91,10 +91,8 @@ Float64 bracketedRoot(const Float64* c, int degree, Float64 low, Float64 high, F
     if (p == 0) return x;
     if ((p < 0) == (atLow < 0)) {
       low = x;
-      atLow = p;
     } else {
       high = x;
-      atHigh = p;
     }
     const Float64 newton = p / dp;
     if (std::fabs(newton) <= tolerance * (1 + std::fabs(x))) return x - newton;
@@ -178,7 +176,7 @@ Int32 polynomialRealRoots(const Float64 c[17], Float64 near, Float64 roots[16]) 
         }
         // A derivative's roots only bracket the next one's: 1e-10 is ample for them.
         if (std::isfinite(a) && std::isfinite(b)) {
-          found[count++] = bracketedRoot(p, k, a, b, atA, atB, k == degree ? 1e-14 : 1e-10);
+          found[count++] = bracketedRoot(p, k, a, b, atA, k == degree ? 1e-14 : 1e-10);
         }
       }
       // The near miss matters for the polynomial's own roots only: a derivative's leaves

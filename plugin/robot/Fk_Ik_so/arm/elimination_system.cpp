@@ -13,8 +13,19 @@ typedef Eigen::Matrix<Float64, 14, 1> Fourteen;
 const Float64 kSampleCos[3] = {1, 0, -1};
 const Float64 kSampleSin[3] = {0, 1, 0};
 
-// Coefficients (of 1, cos, sin) of a + b cos + c sin from its values at the sample angles.
-const Float64 kFromSamples[3][3] = {{0.5, 0, 0.5}, {0.5, 0, -0.5}, {-0.5, 1, -0.5}};
+// Values at the sample angles along one axis of a flat array (stride apart) made the
+// coefficients a, b, c of a + b cos + c sin: the values are a + b, a + c and a - b.
+void toCoefficients(Fourteen* f, int size, int stride) {
+  for (int base = 0; base < size; ++base) {
+    if (base / stride % 3 != 0) continue;
+    Fourteen &f0 = f[base], &f1 = f[base + stride], &f2 = f[base + 2 * stride];
+    const Fourteen a = (f0 + f2) / 2;
+    f1 -= a;
+    f2 = (f0 - f2) / 2;
+    f0 = a;
+    std::swap(f1, f2);
+  }
+}
 
 // Half-angle tangent t: (1 + t^2) times 1, cos and sin as coefficients of 1, t, t^2.
 const Float64 kHalfAngle[3][3] = {{1, 0, 1}, {1, 0, -1}, {0, 2, 0}};
@@ -59,26 +70,18 @@ EliminationLoop eliminationLoop(const KDL::Frame zeroFrames[Arm_Dof + 1], const 
 void eliminationRight(const EliminationLoop& loop, EliminationSystem& system) {
   const KDL::Frame m0 = loop.link[0].Inverse(), m1 = loop.link[1].Inverse(),
                    m5 = loop.link[5].Inverse();
-  Fourteen value[3][3];
+  // Index 3 i + j: phi_0 and phi_1 at the sample angles, then their coefficients.
+  Fourteen value[9];
   for (int i = 0; i < 3; ++i) {
     const KDL::Frame tail = m0 * turnZ(kSampleCos[i], -kSampleSin[i]) * m5;
     for (int j = 0; j < 3; ++j) {
-      value[i][j] = fourteenOf(m1 * turnZ(kSampleCos[j], -kSampleSin[j]) * tail);
+      value[3 * i + j] = fourteenOf(m1 * turnZ(kSampleCos[j], -kSampleSin[j]) * tail);
     }
   }
-  for (int t = 0; t < 3; ++t) {
-    for (int u = 0; u < 3; ++u) {
-      Fourteen c = Fourteen::Zero();
-      for (int i = 0; i < 3; ++i) {
-        for (int j = 0; j < 3; ++j) c += kFromSamples[t][i] * kFromSamples[u][j] * value[i][j];
-      }
-      if (t == 0 && u == 0) {
-        system.rightConstant = c;
-      } else {
-        system.right.col(3 * t + u - 1) = c;
-      }
-    }
-  }
+  toCoefficients(value, 9, 3);
+  toCoefficients(value, 9, 1);
+  system.rightConstant = value[0];
+  for (int k = 1; k < 9; ++k) system.right.col(k - 1) = value[k];
   system.rightQr.compute(system.right);
   const auto& r = system.rightQr.matrixQR();
   const Float64 largest = std::fabs(r(0, 0)), smallest = std::fabs(r(7, 7));
@@ -87,30 +90,22 @@ void eliminationRight(const EliminationLoop& loop, EliminationSystem& system) {
 }
 
 void eliminationLeft(const EliminationLoop& loop, EliminationSystem& system) {
-  Fourteen value[3][3][3];
+  // Index 9 i + 3 j + k: phi_2, phi_3 and phi_4 at the sample angles, then their
+  // coefficients.
+  Fourteen value[27];
   for (int i = 0; i < 3; ++i) {
     const KDL::Frame head = turnZ(kSampleCos[i], kSampleSin[i]) * loop.link[2];
     for (int j = 0; j < 3; ++j) {
       const KDL::Frame middle = head * turnZ(kSampleCos[j], kSampleSin[j]) * loop.link[3];
       for (int k = 0; k < 3; ++k) {
-        value[i][j][k] = fourteenOf(middle * turnZ(kSampleCos[k], kSampleSin[k]) * loop.link[4]);
+        value[9 * i + 3 * j + k] =
+            fourteenOf(middle * turnZ(kSampleCos[k], kSampleSin[k]) * loop.link[4]);
       }
     }
   }
+  for (int stride : {9, 3, 1}) toCoefficients(value, 27, stride);
   for (int t = 0; t < 3; ++t) {
-    for (int u = 0; u < 3; ++u) {
-      for (int v = 0; v < 3; ++v) {
-        Fourteen c = Fourteen::Zero();
-        for (int i = 0; i < 3; ++i) {
-          for (int j = 0; j < 3; ++j) {
-            for (int k = 0; k < 3; ++k) {
-              c += kFromSamples[t][i] * kFromSamples[u][j] * kFromSamples[v][k] * value[i][j][k];
-            }
-          }
-        }
-        system.left[t].col(3 * u + v) = c;
-      }
-    }
+    for (int u = 0; u < 9; ++u) system.left[t].col(u) = value[9 * t + u];
   }
   system.left[0].col(0) -= system.rightConstant;
   // The complement of Q's columns: the last six columns of its QR's orthogonal factor.
