@@ -76,10 +76,11 @@ FK_IK_SO_LOCAL void eliminationLeft(const EliminationLoop& loop, EliminationSyst
 FK_IK_SO_LOCAL void sigmaAt(const EliminationSystem& system, Float64 c, Float64 s,
                             SigmaMatrix& sigma);
 
-// A 12 x 12 matrix factorised by Gaussian elimination with partial pivoting, rows swapped in
-// place: its determinant, and solves (the null vector's inverse iteration).
+// Sigma factorised by Gaussian elimination with partial pivoting, rows swapped in place:
+// its determinant, and solves (the null vector's inverse iteration).
 struct FK_IK_SO_LOCAL SigmaLu {
-  explicit SigmaLu(const SigmaMatrix& sigma);
+  // Sigma(phi_2) from its cosine and sine, factorised.
+  SigmaLu(const EliminationSystem& system, Float64 c, Float64 s);
   // b := sigma^-1 b; false when a pivot is zero.
   Bool solve(Float64 b[12]) const;
   Float64 determinant;

@@ -108,9 +108,7 @@ Bool determinantPolynomial(const EliminationSystem& system, Float64 poly[17], Fl
   Float64 sample[kSamples], largest = 0;
   int peak = 0;
   for (int j = 0; j < kSamples; ++j) {
-    SigmaMatrix sigma;
-    sigmaAt(system, tables.sample[j].real(), tables.sample[j].imag(), sigma);
-    sample[j] = SigmaLu(sigma).determinant;
+    sample[j] = SigmaLu(system, tables.sample[j].real(), tables.sample[j].imag()).determinant;
     if (!std::isfinite(sample[j])) return false;
     if (std::fabs(sample[j]) > largest) {
       largest = std::fabs(sample[j]);

@@ -131,22 +131,38 @@ void eliminationLeft(const EliminationLoop& loop, EliminationSystem& system) {
   }
 }
 
-void sigmaAt(const EliminationSystem& system, Float64 c, Float64 s, SigmaMatrix& sigma) {
-  const Eigen::Matrix<Float64, 6, 9> e = system.six[0] + c * system.six[1] + s * system.six[2];
-  sigma.setZero();
-  for (int a = 0; a < 3; ++a) {
-    for (int b = 0; b < 3; ++b) {
-      sigma.block<6, 1>(0, 3 * a + b) = e.col(3 * a + b);
-      sigma.block<6, 1>(6, 3 * (a + 1) + b) = e.col(3 * a + b);
+namespace {
+
+// Sigma(phi_2) by rows: the six equations' monomials y^a z^b at columns 3 a + b, and again
+// times y at columns 3 (a + 1) + b.
+void fillSigma(const EliminationSystem& system, Float64 c, Float64 s, Float64 (&a)[12][12]) {
+  for (int row = 0; row < 6; ++row) {
+    for (int j = 0; j < 3; ++j) {
+      a[row][9 + j] = 0;
+      a[row + 6][j] = 0;
+    }
+    for (int m = 0; m < 9; ++m) {
+      const Float64 e =
+          system.six[0](row, m) + c * system.six[1](row, m) + s * system.six[2](row, m);
+      a[row][m] = e;
+      a[row + 6][m + 3] = e;
     }
   }
 }
 
-SigmaLu::SigmaLu(const SigmaMatrix& sigma) : determinant(1) {
+}  // namespace
+
+void sigmaAt(const EliminationSystem& system, Float64 c, Float64 s, SigmaMatrix& sigma) {
+  Float64 a[12][12];
+  fillSigma(system, c, s, a);
   for (int i = 0; i < 12; ++i) {
-    _row[i] = i;
-    for (int j = 0; j < 12; ++j) _a[i][j] = sigma(i, j);
+    for (int j = 0; j < 12; ++j) sigma(i, j) = a[i][j];
   }
+}
+
+SigmaLu::SigmaLu(const EliminationSystem& system, Float64 c, Float64 s) : determinant(1) {
+  fillSigma(system, c, s, _a);
+  for (int i = 0; i < 12; ++i) _row[i] = i;
   for (int k = 0; k < 12; ++k) {
     int pivot = k;
     for (int i = k + 1; i < 12; ++i) {

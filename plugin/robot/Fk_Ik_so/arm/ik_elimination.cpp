@@ -38,9 +38,7 @@ Float64 fromMonomials(const Eigen::Matrix<Float64, 12, 1>& v, int step) {
 // Sigma's null vector at phi_2 = angle by inverse iteration: the matrix is singular to
 // within the root's rounding, so that two solves leave it. False where a pivot vanished.
 Bool nullVector(const EliminationSystem& system, Float64 angle, Eigen::Matrix<Float64, 12, 1>& v) {
-  SigmaMatrix sigma;
-  sigmaAt(system, std::cos(angle), std::sin(angle), sigma);
-  const SigmaLu lu(sigma);
+  const SigmaLu lu(system, std::cos(angle), std::sin(angle));
   v.setOnes();
   for (int pass = 0; pass < 2; ++pass) {
     if (!lu.solve(v.data())) return false;
