@@ -120,8 +120,8 @@ Int32 eliminationReading(const Arm& arm) {
   Float64 best = -1;
   for (int reading = 0; reading < Readings; ++reading) {
     // How closely its unrefined candidates come to the joints of each trial pose, in
-    // digits (16 at most per pose).
-    Float64 digits = 0;
+    // digits (16 at most per pose): their sum, and the fewest.
+    Float64 digits = 0, fewest = 16;
     for (const Float64* q : kTrial) {
       KDL::Frame flange;
       arm.flangeFrame(q, flange);
@@ -138,13 +138,15 @@ Int32 eliminationReading(const Arm& arm) {
           apart = std::fmax(apart, std::fabs(wrapAngle(out.q[k][i] - q[i])));
         nearest = std::fmin(nearest, apart);
       }
-      digits += -std::log10(std::fmax(nearest, 1e-16));
+      const Float64 these = -std::log10(std::fmax(nearest, 1e-16));
+      digits += these;
+      fewest = std::fmin(fewest, these);
     }
     if (digits > best) {
       best = digits;
       chosen = reading;
     }
-    if (digits >= 4 * 8) break;  // every trial pose to 1e-8: good enough
+    if (fewest >= 8) break;  // every trial pose to 1e-8: good enough
   }
   return chosen;
 }
