@@ -76,8 +76,9 @@ FK_IK_SO_LOCAL void eliminationLeft(const EliminationLoop& loop, EliminationSyst
 FK_IK_SO_LOCAL void sigmaAt(const EliminationSystem& system, Float64 c, Float64 s,
                             SigmaMatrix& sigma);
 
-// Sigma factorised by Gaussian elimination with partial pivoting, rows swapped in place:
-// its determinant, and solves (the null vector's inverse iteration).
+// Sigma factorised by Gaussian elimination with partial pivoting (rows reached through a
+// permutation, not moved): its determinant, and solves (the null vector's inverse
+// iteration).
 struct FK_IK_SO_LOCAL SigmaLu {
   // Sigma(phi_2) from its cosine and sine, factorised.
   SigmaLu(const EliminationSystem& system, Float64 c, Float64 s);
@@ -86,8 +87,8 @@ struct FK_IK_SO_LOCAL SigmaLu {
   Float64 determinant;
 
  private:
-  Float64 _a[12][12];  // unit L below the diagonal, U on and above it
-  Int32 _row[12];      // the original row now at each position
+  Float64 _a[12][12];  // by rows: unit L below the diagonal, U on and above it
+  Int32 _row[12];      // the row of _a that is the factorisation's row i
 };
 
 // det Sigma(shift + psi) (1 + t^2)^8 as a polynomial in t = tan(psi / 2), coefficients

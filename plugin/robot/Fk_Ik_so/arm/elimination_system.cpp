@@ -160,40 +160,50 @@ void sigmaAt(const EliminationSystem& system, Float64 c, Float64 s, SigmaMatrix&
   }
 }
 
-SigmaLu::SigmaLu(const EliminationSystem& system, Float64 c, Float64 s) : determinant(1) {
+SigmaLu::SigmaLu(const EliminationSystem& system, Float64 c, Float64 s) {
   fillSigma(system, c, s, _a);
+  Float64 product = 1;
   for (int i = 0; i < 12; ++i) _row[i] = i;
   for (int k = 0; k < 12; ++k) {
     int pivot = k;
+    Float64 largest = std::fabs(_a[_row[k]][k]);
     for (int i = k + 1; i < 12; ++i) {
-      if (std::fabs(_a[i][k]) > std::fabs(_a[pivot][k])) pivot = i;
+      const Float64 size = std::fabs(_a[_row[i]][k]);
+      if (size > largest) {
+        largest = size;
+        pivot = i;
+      }
     }
     if (pivot != k) {
-      std::swap(_a[pivot], _a[k]);
       std::swap(_row[pivot], _row[k]);
-      determinant = -determinant;
+      product = -product;
     }
-    determinant *= _a[k][k];
-    if (_a[k][k] == 0) continue;
-    const Float64 inverse = 1 / _a[k][k];
+    const Float64* top = _a[_row[k]];
+    product *= top[k];
+    if (top[k] == 0) continue;
+    const Float64 inverse = 1 / top[k];
     for (int i = k + 1; i < 12; ++i) {
-      const Float64 factor = _a[i][k] * inverse;
-      _a[i][k] = factor;
-      for (int j = k + 1; j < 12; ++j) _a[i][j] -= factor * _a[k][j];
+      Float64* row = _a[_row[i]];
+      const Float64 factor = row[k] * inverse;
+      row[k] = factor;
+      for (int j = k + 1; j < 12; ++j) row[j] -= factor * top[j];
     }
   }
+  determinant = product;
 }
 
 Bool SigmaLu::solve(Float64 b[12]) const {
   Float64 x[12];
-  for (int i = 0; i < 12; ++i) x[i] = b[_row[i]];
-  for (int i = 1; i < 12; ++i) {
-    for (int j = 0; j < i; ++j) x[i] -= _a[i][j] * x[j];
+  for (int i = 0; i < 12; ++i) {
+    const Float64* row = _a[_row[i]];
+    x[i] = b[_row[i]];
+    for (int j = 0; j < i; ++j) x[i] -= row[j] * x[j];
   }
   for (int i = 11; i >= 0; --i) {
-    if (_a[i][i] == 0) return false;
-    for (int j = i + 1; j < 12; ++j) x[i] -= _a[i][j] * x[j];
-    x[i] /= _a[i][i];
+    const Float64* row = _a[_row[i]];
+    if (row[i] == 0) return false;
+    for (int j = i + 1; j < 12; ++j) x[i] -= row[j] * x[j];
+    x[i] /= row[i];
   }
   for (int i = 0; i < 12; ++i) b[i] = x[i];
   return true;
