@@ -93,17 +93,21 @@ struct FK_IK_SO_LOCAL SigmaLu {
 
 // det Sigma(shift + psi) (1 + t^2)^8 as a polynomial in t = tan(psi / 2), coefficients
 // poly[m] of t^m, scaled to a leading coefficient of +-1: the shift puts t = infinity at the
-// largest of seventeen samples. False when a sample is not finite or all are zero.
+// largest of seventeen samples; spread is the smallest sample over the largest. False when
+// a sample is not finite or all are zero.
 FK_IK_SO_LOCAL Bool determinantPolynomial(const EliminationSystem& system, Float64 poly[17],
-                                          Float64& shift);
+                                          Float64& shift, Float64& spread);
 // The real roots of poly[0..16] (poly[16] != 0) in increasing order, and each local extremum
 // that misses zero by no more than a complex pair of roots within near (1 + x^2) / 2 of the
 // real line would.
 FK_IK_SO_LOCAL Int32 polynomialRealRoots(const Float64 poly[17], Float64 near, Float64 roots[16]);
 // The real roots phi_2 of det Sigma (at most 16; roots of a complex pair closer than about
 // 1e-4 rad to the real line included), written to roots; returns their count, 0 also when
-// the determinant vanishes for every angle.
-FK_IK_SO_LOCAL Int32 eliminationRoots(const EliminationSystem& system, Float64 roots[16]);
+// the determinant vanishes for every angle. deep: a sample lies below the largest's
+// rounding, so that the roots may lie in a valley too deep for the samples (all of them
+// close together): another reading then does better.
+FK_IK_SO_LOCAL Int32 eliminationRoots(const EliminationSystem& system, Float64 roots[16],
+                                      Bool& deep);
 
 // The loop can be read from each of six joints in two directions. Which suits an arm
 // depends on its axes: where the joint solved for first takes one value in two solutions

@@ -19,6 +19,11 @@ const int kPolynomial = 2 * kDegree;  // degree in the half-angle tangent
 // rounding split: a double root, or two roots close together.
 const Float64 kNearlyReal = 1e-4;
 
+// A sample this far below the largest: the roots may lie in a valley of the determinant
+// whose floor is the largest sample's rounding (all of them close together), where the
+// polynomial has lost them.
+const Float64 kValley = 1e-12;
+
 // Tables filled once: the samples' e^(i angle) and their powers; (1 + t^2)^8 e^(i k psi),
 // t = tan(psi / 2), as a polynomial in t: (1 + i t)^(2 k) (1 + t^2)^(8 - k), since
 // e^(i psi) = (1 + i t)^2 / (1 + t^2).
@@ -103,7 +108,8 @@ Float64 bracketedRoot(const Float64* c, int degree, Float64 low, Float64 high, F
 
 }  // namespace
 
-Bool determinantPolynomial(const EliminationSystem& system, Float64 poly[17], Float64& shift) {
+Bool determinantPolynomial(const EliminationSystem& system, Float64 poly[17], Float64& shift,
+                           Float64& spread) {
   static const Tables tables;
   Float64 sample[kSamples], largest = 0;
   int peak = 0;
@@ -116,6 +122,8 @@ Bool determinantPolynomial(const EliminationSystem& system, Float64 poly[17], Fl
     }
   }
   if (!(largest > 0)) return false;
+  spread = INFINITY;
+  for (int j = 0; j < kSamples; ++j) spread = std::fmin(spread, std::fabs(sample[j]) / largest);
   // psi = angle - shift puts the largest sample at psi = pi, where the half-angle tangent
   // is infinite: the polynomial's leading coefficient is that sample, and no root is near
   // infinity. Coefficients of e^(i k psi): c_k e^(i k shift).
@@ -193,9 +201,11 @@ Int32 polynomialRealRoots(const Float64 c[17], Float64 near, Float64 roots[16]) 
   return count;
 }
 
-Int32 eliminationRoots(const EliminationSystem& system, Float64 roots[16]) {
-  Float64 poly[kPolynomial + 1], shift, x[kPolynomial];
-  if (!determinantPolynomial(system, poly, shift)) return 0;
+Int32 eliminationRoots(const EliminationSystem& system, Float64 roots[16], Bool& deep) {
+  Float64 poly[kPolynomial + 1], shift, spread, x[kPolynomial];
+  deep = false;
+  if (!determinantPolynomial(system, poly, shift, spread)) return 0;
+  deep = spread < kValley;
   const Int32 count = polynomialRealRoots(poly, kNearlyReal, x);
   for (int m = 0; m < count; ++m) roots[m] = wrapAngle(2 * std::atan(x[m]) + shift);
   return count;

@@ -84,24 +84,30 @@ Bool jointsOfRoot(const EliminationLoop& loop, const EliminationSystem& system, 
   return true;
 }
 
-// The reading's candidates appended to out, after eliminationRight: false when its right
-// side is not posed.
-Bool candidatesOfReading(const EliminationLoop& loop, EliminationSystem& system,
-                         ArmIkSolutions& out) {
-  if (!(system.rightCondition >= kPosedRight)) return false;
+EliminationLoop readingLoop(const KDL::Frame zeroFrames[Arm_Dof + 1], const KDL::Frame& flange,
+                            Int32 reading) {
+  return eliminationLoop(zeroFrames, flange, kFirst[reading], reading % 2 == 0 ? 1 : -1);
+}
+
+// How well a reading suits a pose, worst first.
+enum class Fit { Unposed, Deep, NearSingular, Good };
+
+// The reading's candidates appended to out (none when it is not posed).
+Fit candidatesOfReading(const KDL::Frame zeroFrames[Arm_Dof + 1], const KDL::Frame& flange,
+                        Int32 reading, ArmIkSolutions& out) {
+  const EliminationLoop loop = readingLoop(zeroFrames, flange, reading);
+  EliminationSystem system;
+  eliminationRight(loop, system);
+  if (!(system.rightCondition >= kPosedRight)) return Fit::Unposed;
   eliminationLeft(loop, system);
   Float64 roots[16];
-  const Int32 count = eliminationRoots(system, roots);
+  Bool deep;
+  const Int32 count = eliminationRoots(system, roots, deep);
   for (int k = 0; k < count; ++k) {
     Float64 q[Arm_Dof];
     if (jointsOfRoot(loop, system, roots[k], q)) appendCandidate(q, false, out);
   }
-  return true;
-}
-
-EliminationLoop readingLoop(const KDL::Frame zeroFrames[Arm_Dof + 1], const KDL::Frame& flange,
-                            Int32 reading) {
-  return eliminationLoop(zeroFrames, flange, kFirst[reading], reading % 2 == 0 ? 1 : -1);
+  return deep ? Fit::Deep : system.rightCondition < kGoodRight ? Fit::NearSingular : Fit::Good;
 }
 
 // Joint positions of no particular meaning, away from zero and from each other.
@@ -125,12 +131,9 @@ Int32 eliminationReading(const Arm& arm) {
     for (const Float64* q : kTrial) {
       KDL::Frame flange;
       arm.flangeFrame(q, flange);
-      const EliminationLoop loop = readingLoop(zero, flange, reading);
-      EliminationSystem system;
-      eliminationRight(loop, system);
       ArmIkSolutions out;
       out.count = 0;
-      candidatesOfReading(loop, system, out);
+      candidatesOfReading(zero, flange, reading, out);
       Float64 nearest = 1;
       for (int k = 0; k < out.count; ++k) {
         Float64 apart = 0;
@@ -153,20 +156,26 @@ Int32 eliminationReading(const Arm& arm) {
 
 Int32 eliminationCandidates(const KDL::Frame zeroFrames[Arm_Dof + 1], const KDL::Frame& flange,
                             Int32 reading, ArmIkSolutions& out) {
-  // The arm's reading, unless this pose puts its right side near a singular one: then the
-  // best conditioned of the others.
-  EliminationLoop loop = readingLoop(zeroFrames, flange, reading);
-  EliminationSystem system, tried;
-  eliminationRight(loop, system);
-  for (int other = 0; other < Readings && system.rightCondition < kGoodRight; ++other) {
-    const EliminationLoop candidate = readingLoop(zeroFrames, flange, other);
-    eliminationRight(candidate, tried);
-    if (tried.rightCondition > system.rightCondition) {
-      loop = candidate;
-      system = tried;
+  // The arm's reading, unless this pose puts its right side near a singular one or its roots
+  // in a deep valley: then the others in turn, the first that suits the pose, else the one
+  // that suits it best (the earliest of them).
+  const Int32 first = out.count;
+  Fit best = Fit::Unposed;
+  Int32 chosen = reading;
+  for (int k = 0; k < Readings; ++k) {
+    const Int32 tried = k == 0 ? reading : k <= reading ? k - 1 : k;
+    out.count = first;
+    const Fit fit = candidatesOfReading(zeroFrames, flange, tried, out);
+    if (fit == Fit::Good) return Arm_Ok;
+    if (fit > best) {
+      best = fit;
+      chosen = tried;
     }
   }
-  return candidatesOfReading(loop, system, out) ? Int32(Arm_Ok) : Int32(Arm_Not_Covered);
+  out.count = first;
+  if (best == Fit::Unposed) return Arm_Not_Covered;
+  candidatesOfReading(zeroFrames, flange, chosen, out);
+  return Arm_Ok;
 }
 
 }  // namespace fk_ik

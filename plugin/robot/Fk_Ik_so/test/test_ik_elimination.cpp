@@ -181,6 +181,31 @@ TEST(Elimination, EveryRandomArmGivesBackItsJoints) {
   EXPECT_LE(odd, poses / 1000);
 }
 
+// A pose of an arm whose determinant, read from joint 1, has all sixteen roots within about
+// half a radian: its samples' rounding fills the valley they lie in, and that reading loses
+// two of the four solutions. It gives way to another, whichever reading is asked for.
+TEST(Elimination, RootsInADeepValleyGoToAnotherReading) {
+  const double rows[6][4] = {{0.05, 1.2, 0.30, 0.1},   {0.40, -0.3, 0.02, -0.4},
+                             {0.03, 1.57, -0.05, 0.7}, {0.01, -1.1, 0.35, 0.2},
+                             {0.02, 0.9, 0.01, -0.3},  {0.0, 0.0, 0.08, 0.5}};
+  const double signs[6] = {1, -1, 1, 1, -1, 1};
+  const Arm arm = build(describe(rows, RowConvention::Standard, signs));
+  const double q[6] = {0.14402118, 0.44932182, -2.54650877, -2.31364237, 2.40140691, 2.17338441};
+  KDL::Frame zero[7], target;
+  const double q0[6] = {};
+  arm.jointFrames(q0, zero);
+  arm.flangeFrame(q, target);
+  for (int reading = 0; reading < fk_ik::Readings; ++reading) {
+    ArmIkSolutions out;
+    out.count = 0;
+    ASSERT_EQ(fk_ik::eliminationCandidates(zero, target, reading, out), 0);
+    EXPECT_EQ(out.count, 4) << "reading " << reading;
+    double nearest = INFINITY;
+    for (int s = 0; s < out.count; ++s) nearest = std::fmin(nearest, jointsApart(out.q[s], q));
+    EXPECT_LT(nearest, 1e-8) << "reading " << reading;
+  }
+}
+
 // Hundreds of numeric starts per pose land on no solution elimination lacks.
 TEST(Elimination, NumericSolverFindsNothingMore) {
   std::mt19937_64 rng(79);
