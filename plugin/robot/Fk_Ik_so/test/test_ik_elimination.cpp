@@ -66,6 +66,13 @@ TEST(Elimination, LoopEquationsHoldAtTheSolutionOnly) {
       }
       monomials.normalize();
       EXPECT_LT((sigma * monomials).norm(), 1e-11) << n << " reading " << reading;
+      // Its factorisation a degree off solves with it.
+      const fk_ik::SigmaLu lu(system, std::cos(phi[2] + 0.02), std::sin(phi[2] + 0.02));
+      fk_ik::sigmaAt(system, std::cos(phi[2] + 0.02), std::sin(phi[2] + 0.02), sigma);
+      Eigen::Matrix<double, 12, 1> b = monomials, x = monomials;
+      ASSERT_TRUE(lu.solve(x.data()));
+      EXPECT_LT((sigma * x - b).norm(), 1e-9 * x.norm()) << n << " reading " << reading;
+      EXPECT_NEAR(lu.determinant / sigma.determinant(), 1, 1e-9) << n << " reading " << reading;
       for (int k = 0; k < 5; ++k) {  // phi_5 is not in them
         phi[k] += 0.02;
         EXPECT_GT(loopResidual(system, phi), 1e-4) << n << " reading " << reading << " joint " << k;
