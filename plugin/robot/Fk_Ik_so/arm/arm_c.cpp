@@ -200,6 +200,12 @@ Int32 armLayout(const FkIkArm* arm, Int32* family, Int32* nearFamily, Float64 pa
   return fk_ik::Arm_Ok;
 }
 
+Int32 armInverseSolver(const FkIkArm* arm, char* name, UInt32 nameSize) {
+  if (!arm) return fk_ik::Arm_Invalid;
+  fk_ik::copyMessage(fk_ik::inverseRouteName(arm->arm.inversePlan().route), name, nameSize);
+  return fk_ik::Arm_Ok;
+}
+
 Int32 armMdh(const FkIkArm* arm, Float64 rows[6][4], Float64 signs[6], Float64 base[4][4],
              Float64 flange[4][4], Int32* designedForm) {
   if (!arm) return fk_ik::Arm_Invalid;

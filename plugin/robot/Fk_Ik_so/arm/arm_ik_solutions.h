@@ -22,7 +22,8 @@ struct FK_IK_SO_API ArmIkSolutions {
 enum ArmIkCode : Int32 {
   // No joint position reaches the target; count 0.
   Arm_Out_Of_Reach = 6,
-  // The arm's axes are not of a form the solver covers; count 0.
+  // No inverse: from armIkAll, a degenerate arm, whose loop no reading poses (coincident
+  // axes); from one closed form called alone, an arm not of its layout. count 0.
   Arm_Not_Covered = 11,
 };
 

@@ -118,8 +118,28 @@ InversePlan InversePlan::of(const Arm& arm) {
     plan.route = InverseRoute::Elimination;
     plan.screws = own;
   }
-  plan.reading = eliminationReading(arm);
+  const Int32 reading = eliminationReading(arm);
+  plan.reading = reading < 0 ? 0 : reading;
+  if (plan.route == InverseRoute::Elimination && reading < 0) plan.route = InverseRoute::None;
   return plan;
+}
+
+const char* inverseRouteName(InverseRoute route) {
+  switch (route) {
+    case InverseRoute::Direct:
+      return "closed form";
+    case InverseRoute::Reversed:
+      return "closed form, chain reversed";
+    case InverseRoute::Ideal:
+      return "closed form of the nearest solvable arm, refined";
+    case InverseRoute::IdealReversed:
+      return "closed form of the nearest solvable arm, chain reversed, refined";
+    case InverseRoute::Elimination:
+      return "elimination";
+    case InverseRoute::None:
+      break;
+  }
+  return "none";
 }
 
 }  // namespace fk_ik

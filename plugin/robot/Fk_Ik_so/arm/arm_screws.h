@@ -42,7 +42,8 @@ struct FK_IK_SO_API ArmScrews {
 
 // How an arm's inverse is solved: on its own screws, on the reversed chain's, or on those of
 // the nearest solvable arm (of either direction) with each solution refined on the true arm,
-// all in closed form; else by elimination (elimination.h), which any arm allows.
+// all in closed form; else by elimination (elimination.h), which any arm allows but a
+// degenerate one (None: no reading of its loop is posed, as where every axis is one line).
 enum class InverseRoute : Int32 { None, Direct, Reversed, Ideal, IdealReversed, Elimination };
 
 struct FK_IK_SO_API InversePlan {
@@ -53,6 +54,10 @@ struct FK_IK_SO_API InversePlan {
 
   static InversePlan of(const Arm& arm);
 };
+
+// The route as words: "none", "closed form", "closed form, chain reversed", "closed form of
+// the nearest solvable arm, refined" (and "..., chain reversed, refined"), "elimination".
+FK_IK_SO_API const char* inverseRouteName(InverseRoute route);
 
 }  // namespace fk_ik
 

@@ -116,7 +116,8 @@ FK_IK_SO_LOCAL Int32 eliminationRoots(const EliminationSystem& system, Float64 r
 const Int32 Readings = 2 * Arm_Dof;
 
 // The reading for the arm: the first whose unrefined candidates give back the joints of a
-// few trial poses to 1e-8, else the one that comes closest. Once per arm.
+// few trial poses to 1e-8, else the one that comes closest; -1 when no reading is posed
+// for them (a degenerate arm). Once per arm.
 FK_IK_SO_LOCAL Int32 eliminationReading(const Arm& arm);
 
 // Every candidate of the arm (its joint frames at zero) for the flange target, appended to

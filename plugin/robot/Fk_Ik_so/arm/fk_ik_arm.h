@@ -3,8 +3,11 @@
  * Every function takes plain arrays and returns a code: 0 done, 9 (FK_IK_ARM_INVALID) for
  * a refused description or a null handle; the URDF reader (fk_ik_urdf.h) adds 10 for a
  * file it cannot read; the inverses add the library's 6 (out of reach), 7 (none within the
- * limits) and 8 (invalid limits), and 11 (FK_IK_ARM_NOT_COVERED) for an arm no closed form
- * covers yet. The computing functions may run concurrently on one handle.
+ * limits) and 8 (invalid limits), and 11 (FK_IK_ARM_NOT_COVERED) for a degenerate arm,
+ * one whose axes coincide (rows all zero, say) so that no reading of its loop is posed.
+ * Every other arm has an inverse, in closed form where its layout allows, else by
+ * elimination (armInverseSolver names which). The computing functions may run
+ * concurrently on one handle.
  *
  * Rows are six rows of a, alpha, d, theta (the library's column order for both
  * conventions), joint 1 first; lengths in any unit, angles in radians. Frames are 4 x 4
@@ -62,8 +65,10 @@ Int32 armJacobianDot(const FkIkArm* arm, const Float64 jntPos[6], const Float64 
 /* Every joint position putting the tool centre point at tcpPos with the tool: count rows
  * of jntPos (each joint in (-pi, pi]) with singular[k] 1 for a singular one (on a continuum
  * of solutions, or the Jacobian's smallest singular value, its linear rows divided by the
- * arm's size, below 1e-6), at most 16. Returns 0 (count >= 1), 6 out of reach, 11 not
- * covered, 9 for a null handle or a pose or tool that is not finite; count is 0 then. */
+ * arm's size, below 1e-6), at most 16. Returns 0 (count >= 1), 6 out of reach, 11 for a
+ * degenerate arm, 9 for a null handle or a pose or tool that is not finite; count is 0
+ * then. By elimination, two solutions merging at a singular pose may come out as one or
+ * none. */
 Int32 armTcpPosToAllJntPos(const FkIkArm* arm, const Float64 tcpPos[6], const Float64 tool[6],
                            Float64 jntPos[16][6], Int32 singular[16], Int32* count);
 
@@ -85,6 +90,13 @@ Int32 armLimits(const FkIkArm* arm, Float64 lower[6], Float64 upper[6]);
  * null, receives the layout as lines of text, cut to textSize - 1 characters. */
 Int32 armLayout(const FkIkArm* arm, Int32* family, Int32* nearFamily, Float64 pairAngle[5],
                 Float64 pairDistance[5], char* text, UInt32 textSize);
+
+/* Which solver the arm's layout gives its inverse, as words into name (when not null),
+ * cut to nameSize - 1 characters: "closed form", "closed form, chain reversed", "closed
+ * form of the nearest solvable arm, refined", "closed form of the nearest solvable arm,
+ * chain reversed, refined" or "elimination" (a degenerate arm's too: its inverses then
+ * return 11). */
+Int32 armInverseSolver(const FkIkArm* arm, char* name, UInt32 nameSize);
 
 /* An equivalent modified-DH description: rows, joint senses, base and flange frames, and
  * whether the rows are of the designed solver's form (1; then init takes them). Each

@@ -122,7 +122,7 @@ Int32 eliminationReading(const Arm& arm) {
   KDL::Frame zero[Arm_Dof + 1];
   const Float64 q0[Arm_Dof] = {};
   arm.jointFrames(q0, zero);
-  Int32 chosen = 0;
+  Int32 chosen = -1;
   Float64 best = -1;
   for (int reading = 0; reading < Readings; ++reading) {
     // How closely its unrefined candidates come to the joints of each trial pose, in
@@ -133,7 +133,10 @@ Int32 eliminationReading(const Arm& arm) {
       arm.flangeFrame(q, flange);
       ArmIkSolutions out;
       out.count = 0;
-      candidatesOfReading(zero, flange, reading, out);
+      if (candidatesOfReading(zero, flange, reading, out) == Fit::Unposed) {
+        fewest = digits = -1;
+        break;
+      }
       Float64 nearest = 1;
       for (int k = 0; k < out.count; ++k) {
         Float64 apart = 0;
@@ -145,7 +148,7 @@ Int32 eliminationReading(const Arm& arm) {
       digits += these;
       fewest = std::fmin(fewest, these);
     }
-    if (digits > best) {
+    if (digits > best && fewest >= 0) {
       best = digits;
       chosen = reading;
     }

@@ -230,7 +230,8 @@ class PyArm : public ArmIk {
                     py::arg("base_distance") = l.baseDistance,
                     py::arg("parallel_triple") = tripleOf(l.parallelTriple),
                     py::arg("near_parallel_triple") = tripleOf(l.nearParallelTriple),
-                    py::arg("text") = l.text());
+                    py::arg("text") = l.text(),
+                    py::arg("solver") = fk_ik::inverseRouteName(arm_.inversePlan().route));
   }
 
   py::tuple mdh() const {
@@ -286,9 +287,10 @@ is no other constructor. Poses, tools, units and the argument checks are those o
 fk_ik.Robot: a pose is [x, y, z, roll, pitch, yaw] of the tool centre point (TCP) in the
 base frame, a tool [x, y, z, rx, ry, rz] the TCP in the flange's frame; lengths in the
 unit of the description, angles in radians. ik_all, ik_nearest
-and their batches solve the layouts a closed form covers and raise ValueError for any
-other arm; fk_ik.Robot solves arms of the designed form (mdh() tells whether an arm is
-one, and gives rows Robot takes).
+and their batches answer every arm: in closed form where its layout decomposes, by
+elimination otherwise (layout["solver"] says which); only a degenerate arm, whose axes
+coincide, raises ValueError. fk_ik.Robot solves arms of the designed form (mdh() tells
+whether an arm is one, and gives rows Robot takes).
 
 Every computing call takes finite values only, joint limits infinite ones too (ValueError
 otherwise, TypeError for values that are not numbers), and may run on one Arm from many
@@ -357,7 +359,10 @@ or the chain is refused.)")
           "parallel, intersecting, near_parallel, near_intersecting); wrist_distance and "
           "base_distance (how far axes 4-6 and 1-3 are from meeting in one point, inf when "
           "two are parallel); parallel_triple and near_parallel_triple (the first of three "
-          "consecutive parallel axes, 0-based, or None); text (all of it as lines).")
+          "consecutive parallel axes, 0-based, or None); text (all of it as lines); solver "
+          "(what answers the inverse: \"closed form\", \"closed form, chain reversed\", "
+          "\"closed form of the nearest solvable arm, refined\", \"closed form of the "
+          "nearest solvable arm, chain reversed, refined\" or \"elimination\").")
       .def("mdh", &PyArm::mdh,
            "(rows, signs, base, flange, designed_form): an equivalent modified-DH "
            "description, the flange at q being base * prod_i DH(rows[i], theta_i + "

@@ -2,11 +2,11 @@
 // reference within joint limits (fk_ik::armIkNearest), one pose at a time or in batches
 // split over threads like fk_many.
 //
-// Whether a closed form covers an arm depends on its layout alone, never on the pose: for
-// an arm none covers, every call raises ValueError, a batch before it computes anything,
-// so that no caller mistakes "not covered" for "out of reach".
+// Every arm is answered, in closed form where its layout decomposes and by elimination
+// otherwise; only a degenerate arm (coincident axes, no reading of its loop posed) has no
+// inverse. For such an arm every call raises ValueError, a batch before it computes
+// anything, so that no caller mistakes "degenerate" for "out of reach".
 #include <algorithm>
-#include <cstdio>
 #include <limits>
 #include <string>
 
@@ -27,25 +27,17 @@ py::object codeObject(Int32 code) {
   return py::int_(code);
 }
 
-[[noreturn]] void notCovered(const fk_ik::Arm& arm, const char* call) {
-  const fk_ik::ArmLayout& layout = arm.layout();
-  std::string family = std::string("family: ") + fk_ik::familyName(layout.family);
-  if (layout.nearFamily != layout.family) {
-    char deviation[32];
-    std::snprintf(deviation, sizeof deviation, "%.3g", layout.nearDeviation);
-    family += std::string(", near ") + fk_ik::familyName(layout.nearFamily) + " (off by " +
-              deviation + ")";
-  }
-  throw py::value_error(std::string(call) + ": no closed form covers this arm's layout yet (" +
-                        family + ")");
+[[noreturn]] void degenerate(const char* call) {
+  throw py::value_error(std::string(call) +
+                        ": this arm is degenerate (coincident axes) and has no inverse");
 }
 
-// ValueError unless a closed form covers the arm, found by solving for one pose.
-void requireCovered(const fk_ik::Arm& arm, const char* call) {
+// ValueError for a degenerate arm, found by solving for one pose.
+void requireInverse(const fk_ik::Arm& arm, const char* call) {
   fk_ik::ArmIkSolutions unused;
   const KDL::Frame identity = KDL::Frame::Identity();
   if (fk_ik::armIkAll(arm, identity, identity, unused) == fk_ik::Arm_Not_Covered) {
-    notCovered(arm, call);
+    degenerate(call);
   }
 }
 
@@ -79,7 +71,7 @@ py::tuple ArmIk::ikAll(const py::object& pose, const py::object& tool) const {
   const KDL::Frame t = toolOf(tool);
   fk_ik::ArmIkSolutions s;
   if (fk_ik::armIkAll(arm_, rpyFrame(p.data()), t, s) == fk_ik::Arm_Not_Covered) {
-    notCovered(arm_, "ik_all");
+    degenerate("ik_all");
   }
   py::array_t<double> q({py::ssize_t(s.count), py::ssize_t(6)});
   py::array_t<bool> singular(s.count);
@@ -97,7 +89,7 @@ py::tuple ArmIk::ikNearest(const py::object& pose, const py::object& ref, const 
   py::array_t<double> q(6);
   const Int32 code = nearestRow(arm_, p.data(), t, r.data(), limits, q.mutable_data());
   // Limits refused before solving say nothing of the arm.
-  if (code == fk_ik::Arm_Not_Covered || code == 8) requireCovered(arm_, "ik_nearest");
+  if (code == fk_ik::Arm_Not_Covered || code == 8) requireInverse(arm_, "ik_nearest");
   return py::make_tuple(codeObject(code), q);
 }
 
@@ -107,7 +99,7 @@ py::tuple ArmIk::ikAllMany(const py::object& poses, const py::object& tool,
   const KDL::Frame t = toolOf(tool);
   const py::ssize_t rows = p.shape(0);
   const py::ssize_t workers = workerCount(threads, rows);
-  requireCovered(arm_, "ik_all_many");
+  requireInverse(arm_, "ik_all_many");
   const py::ssize_t most = fk_ik::Ik_Max_Solutions;
   py::array_t<Int32> counts(rows);
   py::array_t<double> q({rows, most, py::ssize_t(6)});
@@ -143,7 +135,7 @@ py::tuple ArmIk::ikNearestMany(const py::object& poses, const py::object& refs,
   const KDL::Frame t = toolOf(tool);
   const Limits limits(lower, upper);
   const py::ssize_t workers = workerCount(threads, rows);
-  requireCovered(arm_, "ik_nearest_many");
+  requireInverse(arm_, "ik_nearest_many");
   py::array_t<Int32> codes(rows);
   py::array_t<double> q({rows, py::ssize_t(6)});
   const double* in = p.data();
@@ -172,10 +164,12 @@ continuum of solutions or whose Jacobian's smallest singular value (the linear r
 divided by the arm's size) is below 1e-6. Solutions within 1e-9 rad of one another count
 once.
 
-Closed forms cover the layouts the library's header fk_ik_so/arm_ik.h lists, among them
-the designed chain and spherical wrists with axes 2 and 3 parallel or axes 1 and 2
-meeting. Any other arm raises ValueError naming its layout's family (layout["family"]):
-never a wrong answer.)";
+Every arm is answered: in closed form where its layout decomposes (the layouts the
+library's header fk_ik_so/arm_ik.h lists, among them the designed chain and spherical
+wrists with axes 2 and 3 parallel or axes 1 and 2 meeting, and arms near them), by
+elimination otherwise; layout["solver"] says which. By elimination, two solutions merging
+at a singular pose may come out as one or none. A degenerate arm, whose axes coincide,
+has no inverse and raises ValueError.)";
 
 const char* const ArmIk::kIkNearestDoc =
     "(code, q): of ik_all's solutions and their whole-turn variants (within 2^20 turns), the "
@@ -183,20 +177,20 @@ const char* const ArmIk::kIkNearestDoc =
     "each joint within [lower, upper] (6 each, radians; infinities for none; None for the "
     "arm's own limits on that side). code is a Code: SOLVED, OUT_OF_REACH, NO_SOLUTION when "
     "no solution fits the limits, INVALID_LIMITS when a lower limit exceeds its upper one; q "
-    "is six zeros unless SOLVED. ValueError as for ik_all for an arm no closed form covers.";
+    "is six zeros unless SOLVED. ValueError as for ik_all for a degenerate arm.";
 
 const char* const ArmIk::kIkAllManyDoc =
     "(counts, Q, singular) of the n x 6 poses: int32 counts (n), Q n x 16 x 6 and singular "
     "n x 16, where Q[i, :counts[i]] and singular[i, :counts[i]] are ik_all of pose i bit for "
     "bit and the rows after them NaN and False. Computed without the GIL on up to `threads` "
-    "threads (default: the machine's cores). ValueError as for ik_all for an arm no closed "
-    "form covers, before any row is computed.";
+    "threads (default: the machine's cores). ValueError as for ik_all for a degenerate arm, "
+    "before any row is computed.";
 
 const char* const ArmIk::kIkNearestManyDoc =
     "(codes, Q): int32 codes (n) and n x 6 joint positions of the n x 6 poses, refs one joint "
     "position (6) for every row or one per row (n x 6), tool and limits for every row; each "
     "row is ik_nearest of that row bit for bit. Computed without the GIL on up to `threads` "
-    "threads (default: the machine's cores). ValueError as for ik_all for an arm no closed "
-    "form covers, before any row is computed.";
+    "threads (default: the machine's cores). ValueError as for ik_all for a degenerate arm, "
+    "before any row is computed.";
 
 }  // namespace fk_ik_python

@@ -88,7 +88,7 @@ void requireArmForm(Int32 form, const char* call) {
                         std::to_string(form) + ": " + kFields[(form - 1) % 4] + " of joint " +
                         std::to_string((form - 1) / 4 + 1) + ", mdh[" + row + ", " + field +
                         "]), so its joints would miss the pose; use fk_ik.Arm for other arms "
-                        "(forward kinematics and Jacobians of any six-joint arm)");
+                        "(forward kinematics, Jacobians and the inverse of any six-joint arm)");
 }
 
 class PyRobot {

@@ -1,5 +1,6 @@
-// The layout each test arm was built with, the equivalent modified rows of every arm, the
-// designed form recognised up to senses, offsets, base and flange, and the refusals.
+// The layout each test arm was built with and the solver it names, the equivalent modified
+// rows of every arm, the designed form recognised up to senses, offsets, base and flange, and
+// the refusals.
 #include <cstring>
 
 #include "arm_handle.h"
@@ -22,6 +23,31 @@ TEST(ArmLayout, NamesTheLayoutEachArmWasBuiltWith) {
     EXPECT_NE(layout.text().find(std::string("family: ") + fk_ik::familyName(named.family)),
               std::string::npos);
   }
+}
+
+// Each route a name of its own; through a handle, the arm's, cut to the host's buffer.
+TEST(ArmLayout, NamesTheSolverOfEachRoute) {
+  const int routes = static_cast<int>(fk_ik::InverseRoute::Elimination) + 1;
+  for (int r = 0; r < routes; ++r) {
+    const std::string name = fk_ik::inverseRouteName(fk_ik::InverseRoute(r));
+    EXPECT_FALSE(name.empty());
+    for (int other = 0; other < r; ++other) {
+      EXPECT_NE(name, fk_ik::inverseRouteName(fk_ik::InverseRoute(other)));
+    }
+  }
+  for (const NamedArm& named : namedArms()) {
+    const std::string expected = fk_ik::inverseRouteName(named.arm.inversePlan().route);
+    FkIkArm* handle = fk_ik::newArmHandle(named.arm);
+    char name[80], cut[6];
+    ASSERT_EQ(armInverseSolver(handle, name, sizeof name), 0);
+    EXPECT_EQ(std::string(name), expected) << named.name;
+    ASSERT_EQ(armInverseSolver(handle, cut, sizeof cut), 0);
+    EXPECT_EQ(std::string(cut), expected.substr(0, 5)) << named.name;
+    EXPECT_EQ(armInverseSolver(handle, nullptr, 0), 0);
+    armDestroy(handle);
+  }
+  char name[8];
+  EXPECT_EQ(armInverseSolver(nullptr, name, sizeof name), FK_IK_ARM_INVALID);
 }
 
 // Off the layout by what was put in: the rounded angles by about 7.3e-6 rad (3.1416 for

@@ -247,7 +247,7 @@ printf '2 0.5 0.3 0 0 0\n%s\n' "$pose" | "$fkik" ik - --ref $q --tool $tool >"$d
 [ $? -eq 17 ] && [ "$(wc -l <"$dir/out")" -eq 3 ] || failed "ik text batch: $(cat "$dir/out")"
 
 # An arm in degrees: the same arm with --arm-deg. Without it the rows are another arm, not
-# of the designed solver's form: fk answers for it, ik finds no closed form (see below).
+# of the designed solver's form: fk answers for it (and ik by elimination, see below).
 awk '!/^#/ { $2 = $2 * 45 / atan2(1, 1) } { print }' "$dir/arm" | tr -d , >"$dir/armdeg"
 check 0 '^tcp' --arm "$dir/armdeg" --arm-deg fk $q --tool $tool
 [ ! -s "$dir/err" ] || failed "--arm-deg: $(cat "$dir/err")"
@@ -320,22 +320,31 @@ DH
 within 1e-12 "$(difference "$(csvpose "$q" --dh "$dir/sample.dh")" "$(csvpose "$q")")" ||
   failed "--dh of the sample arm: '$(csvpose "$q" --dh "$dir/sample.dh")', not '$(csvpose "$q")'"
 
-# fkik arm: the family of the layout, and whether the equivalent rows are of the form the
-# inverse solver is exact for (a family's spaces written as _).
-while read -r family form args; do
-  family=$(echo "$family" | tr _ ' ')
+# An arm no closed form covers (skew rows, every parameter of its own), and the sample
+# arm with its twists rounded to 1e-4 rad (near the designed chain, of no layout itself).
+printf '0.13 0.41 0.27 0.05\n0.31 -1.13 0.08 0.61\n0.47 0.29 -0.11 -0.37\n0.09 1.37 0.33 0.23\n0.21 -0.71 0.05 -0.83\n0.06 0.93 0.17 0.44\n' >"$dir/skew"
+awk '!/^#/ { $2 = sprintf("%.4f", $2) } { print }' "$dir/arm" | tr -d , >"$dir/rounded"
+
+# fkik arm: the family of the layout, the solver of the inverse, and whether the equivalent
+# rows are of the form the inverse solver is exact for (spaces written as _).
+while read -r family solver form args; do
+  family=$(echo "$family" | tr _ ' ') solver=$(echo "$solver" | tr _ ' ')
   "$fkik" $args arm >"$dir/out" 2>"$dir/err" && grep -qx "family: $family" "$dir/out" &&
-    grep -q "^designed form: $form[.]" "$dir/out" ||
-    failed "fkik $args arm: not $family, designed form $form: $(cat "$dir/out" "$dir/err")"
+    grep -qx "inverse: $solver" "$dir/out" && grep -q "^designed form: $form[.]" "$dir/out" ||
+    failed "fkik $args arm: not $family, $solver, designed form $form: $(cat "$dir/out" "$dir/err")"
 done <<ARMS
-designed_chain yes
-designed_chain yes --dh $dir/sample.dh
-spherical_wrist no --arm $dir/wrist --signs $signs
-spherical_wrist no --urdf $urdf
+designed_chain closed_form yes
+designed_chain closed_form yes --dh $dir/sample.dh
+spherical_wrist closed_form no --arm $dir/wrist --signs $signs
+spherical_wrist closed_form no --urdf $urdf
+general closed_form_of_the_nearest_solvable_arm,_refined no --arm $dir/rounded
+general elimination no --arm $dir/skew
+general elimination no --dh $dir/skew
 ARMS
-check 0 '^\{"arm": .*, "family": "spherical wrist", .*"signs": \[([+-]?1, ){5}[+-]?1\], .*"designedForm": false\}$' \
+check 0 '^\{"arm": .*, "family": "spherical wrist", .*"solver": "closed form", .*"signs": \[([+-]?1, ){5}[+-]?1\], .*"designedForm": false\}$' \
   --format json --dh "$dir/wrist.dh" arm
-check 0 '"family": "designed chain", .*"designedForm": true\}$' --format json arm
+check 0 '"family": "designed chain", .*"solver": "closed form", .*"designedForm": true\}$' --format json arm
+check 0 '"family": "general", .*"solver": "elimination", .*"designedForm": false\}$' --format json --arm "$dir/skew" arm
 
 # Arm options refused.
 printf '0 0 0.4 0\n0 -1.57 0\n' >"$dir/dhrow"
@@ -417,17 +426,40 @@ check 2 '^error,2,"expected 6 pose values' --format csv --urdf "$sample" ik - --
 [ "$(awk -F, '{ print $1 }' "$dir/out" | tr '\n' ' ')" = "# result 0 error " ] && within 1e-9 "$(difference "$(csvjoints)" "$q")" ||
   failed "--urdf ik batch: $(cat "$dir/out")"
 
-# An arm no closed form covers (skew rows, the sample's rows with alpha in degrees taken
-# for radians): exit status 21, nothing on stdout, the message naming fkik arm. --mode and
-# demo belong to the designed solver.
-printf '0.13 0.41 0.27 0.05\n0.31 -1.13 0.08 0.61\n0.47 0.29 -0.11 -0.37\n0.09 1.37 0.33 0.23\n0.21 -0.71 0.05 -0.83\n0.06 0.93 0.17 0.44\n' >"$dir/skew"
+# Arms no closed form covers, by elimination: the skew rows either way, the sample's rows
+# with alpha in degrees taken for radians, and the rounded arm (its refined closed form).
+# fk's pose at $q goes back to $q from $near; with --all, every solution fk takes to that
+# pose and $q is among them.
+for way in "--arm $dir/skew" "--dh $dir/skew" "--arm $dir/armdeg" "--arm $dir/rounded"; do
+  p=$(csvpose "$q" $way)
+  check 0 '^0,' --format csv $way ik $p --ref $near --tool $tool
+  within 1e-9 "$(difference "$(csvjoints)" "$q")" || failed "ik $way from $near gave $(csvjoints)"
+  check 0 '^0,[1-9][0-9]*,[01],' --format csv $way ik $p --ref $q --tool $tool --all
+  awk -F, 'NR == 2 { for (k = 0; k < $2; ++k) print $(4 + 8 * k), $(5 + 8 * k), $(6 + 8 * k),
+    $(7 + 8 * k), $(8 + 8 * k), $(9 + 8 * k) }' "$dir/out" >"$dir/solutions"
+  [ -s "$dir/solutions" ] || failed "ik $way --all: no solutions in $(cat "$dir/out")"
+  among=no
+  while read -r solution; do
+    reached=$(csvpose "$solution" $way)
+    [ -n "$reached" ] && within 1e-9 "$(difference "$reached" "$p")" ||
+      failed "ik $way --all: $solution reaches '$reached', not $p"
+    within 1e-9 "$(difference "$solution" "$q")" && among=yes
+  done <"$dir/solutions"
+  [ "$among" = yes ] || failed "ik $way --all: $q not among $(cat "$dir/solutions")"
+done
+
+# A degenerate arm (rows all zero: every axis the base's z axis) has no inverse: exit
+# status 21, nothing on stdout, the message naming fkik arm. --mode and demo belong to the
+# designed solver.
+for i in 1 2 3 4 5 6; do echo "0 0 0 0"; done >"$dir/degenerate"
 echo "$pose $q" >"$dir/request"
-uncovered="no closed form covers this arm's layout yet, so it has no inverse in this version; fkik arm prints its layout"
-check 0 '^family: general$' --arm "$dir/skew" arm
-expect 21 "ik: $uncovered" --arm "$dir/skew" ik $pose --ref $q
-expect 21 "ik: $uncovered" --arm "$dir/skew" --format csv ik $pose --ref $q --all
-expect 21 "ik: $uncovered" --dh "$dir/skew" --format csv ik - --input "$dir/request"
-expect 21 "ik: $uncovered" --arm "$dir/armdeg" --format json ik $pose --ref $q --nearest
+degenerate="ik: no inverse: the arm is degenerate (coincident axes); fkik arm prints its layout"
+"$fkik" --arm "$dir/degenerate" arm >"$dir/out" 2>&1 && grep -qx "inverse: none" "$dir/out" ||
+  failed "fkik arm of the degenerate arm: not 'inverse: none': $(cat "$dir/out")"
+expect 21 "$degenerate" --arm "$dir/degenerate" ik $pose --ref $q
+expect 21 "$degenerate" --arm "$dir/degenerate" --format csv ik $pose --ref $q --all
+expect 21 "$degenerate" --dh "$dir/degenerate" --format csv ik - --input "$dir/request"
+expect 21 "$degenerate" --dh "$dir/degenerate" --format json ik $pose --ref $q --nearest
 modes="configuration modes belong to the designed solver"
 expect 2 "--mode: $modes" --urdf "$urdf" ik $pose --ref $q --mode 1
 expect 2 "--mode: $modes" --arm "$dir/skew" ik $pose --ref $q --mode -1

@@ -51,7 +51,7 @@ const char* resultMeaning(int code) {
     case 8:
       return "invalid joint limits";
     case FK_IK_ARM_NOT_COVERED:
-      return "no closed form covers the arm's layout";
+      return "no inverse: the arm is degenerate (coincident axes)";
     default:
       return "unknown result code";
   }
@@ -435,7 +435,7 @@ int main(int argc, char** argv) {
   } handle{handleArmed ? createArm(library, args, arm) : nullptr, library.armDestroy};
   library.arm = handle.arm;
   if (!handle.arm) library.init(arm);
-  if (handle.arm && args.command == "ik") requireCovered(library, args);
+  if (handle.arm && args.command == "ik") requireInverse(library, args);
 
   if (args.command == "demo") return runDemo(library, args, angles, arm);
   Output out{args.format, args.batch, angles, csvColumns(args, handleArmed)};

@@ -15,8 +15,8 @@
 
 namespace fkik {
 
-// kResultBase + a result code when ik found no solution; kNotCovered when no closed form
-// covers the layout of an arm given by a handle.
+// kResultBase + a result code when ik found no solution; kNotCovered when an arm given by
+// a handle is degenerate (coincident axes) and has no inverse.
 enum ExitStatus {
   kDone = 0,
   kLibraryFailed = 1,
@@ -127,6 +127,7 @@ struct Library {
   decltype(&::armTcpPosToAllJntPos) armTcpPosToAllJntPos;
   decltype(&::armTcpPosToNearestJntPos) armTcpPosToNearestJntPos;
   decltype(&::armLayout) armLayout;
+  decltype(&::armInverseSolver) armInverseSolver;
   decltype(&::armMdh) armMdh;
   decltype(&::armDestroy) armDestroy;
   // Where this program lies, with a trailing slash: the URDF reader is looked for from it.
@@ -158,7 +159,8 @@ Library openLibrary(const Arguments& args, const char* argv0);
 // with armDestroy.
 FkIkArm* createArm(const Library& library, const Arguments& args, const double rows[6][4]);
 
-// The arm command: the arm's layout and its equivalent modified description.
+// The arm command: the arm's layout, the solver of its inverse and its equivalent modified
+// description.
 int runArm(const Library& library, const Arguments& args, const double rows[6][4]);
 
 const char* const kJointColumns[6] = {"q1", "q2", "q3", "q4", "q5", "q6"};
@@ -252,8 +254,8 @@ bool handleArm(const Library& library, const Arguments& args, const double rows[
 // --limits without --nearest for the designed arm.
 void checkInverseOptions(const Arguments& args, bool handle);
 
-// Exits with kNotCovered, before any output, when no closed form covers library.arm.
-void requireCovered(const Library& library, const Arguments& args);
+// Exits with kNotCovered, before any output, when library.arm is degenerate (no inverse).
+void requireInverse(const Library& library, const Arguments& args);
 
 // The csv columns of ik --all for an arm with a handle.
 std::string everyColumns();

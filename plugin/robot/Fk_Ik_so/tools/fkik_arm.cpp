@@ -122,6 +122,7 @@ Library openLibrary(const Arguments& args, const char* argv0) {
   bind(handle, file, "armTcpPosToAllJntPos", library.armTcpPosToAllJntPos);
   bind(handle, file, "armTcpPosToNearestJntPos", library.armTcpPosToNearestJntPos);
   bind(handle, file, "armLayout", library.armLayout);
+  bind(handle, file, "armInverseSolver", library.armInverseSolver);
   bind(handle, file, "armMdh", library.armMdh);
   bind(handle, file, "armDestroy", library.armDestroy);
   return library;
@@ -150,9 +151,10 @@ FkIkArm* createArm(const Library& library, const Arguments& args, const double r
 int runArm(const Library& library, const Arguments& args, const double rows[6][4]) {
   FkIkArm* arm = createArm(library, args, rows);
   Int32 family = 0, nearFamily = 0, designed = 0;
-  char layout[4096] = "";
+  char layout[4096] = "", solver[128] = "";
   double mdh[6][4], signs[6], base[4][4], flange[4][4];
   library.armLayout(arm, &family, &nearFamily, nullptr, nullptr, layout, sizeof layout);
+  library.armInverseSolver(arm, solver, sizeof solver);
   library.armMdh(arm, mdh, signs, base, flange, &designed);
   library.armDestroy(arm);
   const Angles angles{args.degrees};
@@ -165,6 +167,7 @@ int runArm(const Library& library, const Arguments& args, const double rows[6][4
     std::printf("{\"arm\": %s, \"family\": \"%s\", \"nearFamily\": \"%s\", \"layout\": %s, ",
                 quoted(armName(args), true).c_str(), familyName(family), familyName(nearFamily),
                 quoted(layout, true).c_str());
+    std::printf("\"solver\": %s, ", quoted(solver, true).c_str());
     std::printf("\"rows\": [");
     for (int j = 0; j < 6; ++j) {
       if (j > 0) std::printf(", ");
@@ -180,8 +183,9 @@ int runArm(const Library& library, const Arguments& args, const double rows[6][4
     return kDone;
   }
 
-  std::printf("arm: %s\n\nlayout of the axes at zero joint position:\n%s\n", armName(args).c_str(),
+  std::printf("arm: %s\n\nlayout of the axes at zero joint position:\n%s", armName(args).c_str(),
               layout);
+  std::printf("inverse: %s\n\n", solver);
   std::printf("equivalent modified rows, a alpha d theta (angles in %s), one per joint:\n",
               angles.unit());
   for (const auto& row : mdh) printValues(row, 4, false);
@@ -200,8 +204,8 @@ int runArm(const Library& library, const Arguments& args, const double rows[6][4
   } else {
     std::printf(
         "\ndesigned form: no. The rows are not of the form the designed solver is exact for:\n"
-        "fkik ik answers for the arm through its handle when a closed form covers its\n"
-        "layout, and exits with status 21 when none does.\n");
+        "fkik ik answers for the arm through its handle, by the solver named above (exit\n"
+        "status 21 for a degenerate arm, whose coincident axes leave it no inverse).\n");
   }
   return kDone;
 }

@@ -1,7 +1,8 @@
 // fkik's inverse of an arm given by a handle (--dh, --signs, --urdf, or --arm rows outside
 // the designed form): the solution nearest the reference within joint limits, or every
-// solution with its singular flag, by the closed form the arm's layout allows. Configuration
-// modes and the demo belong to the designed solver only.
+// solution with its singular flag, in closed form where the arm's layout allows and by
+// elimination otherwise. Configuration modes and the demo belong to the designed solver
+// only.
 #include "fkik.h"
 
 namespace fkik {
@@ -40,8 +41,8 @@ void checkInverseOptions(const Arguments& args, bool handle) {
   }
 }
 
-void requireCovered(const Library& library, const Arguments& args) {
-  // Whether a closed form covers the arm depends on its layout only: any finite pose tells.
+void requireInverse(const Library& library, const Arguments& args) {
+  // A degenerate arm has no inverse whatever the pose: the pose at zero joints tells.
   const double zeros[6] = {0, 0, 0, 0, 0, 0};
   double pose[6], q[kMostSolutions][6];
   Int32 singular[kMostSolutions], count = 0;
@@ -49,8 +50,8 @@ void requireCovered(const Library& library, const Arguments& args) {
   if (library.armTcpPosToAllJntPos(library.arm, pose, args.tool, q, singular, &count) ==
       FK_IK_ARM_NOT_COVERED) {
     fail(kNotCovered,
-         "ik: no closed form covers this arm's layout yet, so it has no inverse in this "
-         "version; fkik arm prints its layout and family");
+         "ik: no inverse: the arm is degenerate (coincident axes); fkik arm prints its "
+         "layout");
   }
 }
 

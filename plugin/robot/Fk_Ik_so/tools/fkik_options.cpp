@@ -20,18 +20,20 @@ const char* const kUsage =
     "the configuration and turns of the reference --ref, with the residual: the distance\n"
     "of the pose those joints reach from the pose asked for (origins, in the arm's length\n"
     "unit, plus the angle between the orientations, in rad); arm prints the layout of the\n"
-    "arm's axes (its family), its equivalent modified rows with joint senses, base and\n"
-    "flange frames, and whether those rows are of the designed solver's form; demo runs\n"
-    "forward and back over a few joint positions and times both directions.\n"
+    "arm's axes (its family), the solver of its inverse (a closed form, or elimination),\n"
+    "its equivalent modified rows with joint senses, base and flange frames, and whether\n"
+    "those rows are of the designed solver's form; demo runs forward and back over a few\n"
+    "joint positions and times both directions.\n"
     "\n"
     "the arm: the built-in sample arm (in metres), or one of --arm, --dh and --urdf. fk,\n"
     "ik and arm take any arm. The sample arm and --arm rows of the designed solver's form\n"
     "without --signs go to the designed functions. Any other arm (--dh, --signs, --urdf,\n"
     "--arm rows outside that form) is held by an arm handle: its ik answers with the\n"
     "solution nearest --ref within the arm's joint limits (the URDF file's, else none;\n"
-    "--limits overrides them), or with every solution (--all), when a closed form covers\n"
-    "the arm's layout; when none does, it exits with status 21. --mode and demo belong to\n"
-    "the designed solver and refuse an arm handle (exit status 2).\n"
+    "--limits overrides them), or with every solution (--all), in closed form where the\n"
+    "arm's layout allows and by elimination otherwise; a degenerate arm (coincident axes)\n"
+    "has no inverse and exits with status 21. --mode and demo belong to the designed\n"
+    "solver and refuse an arm handle (exit status 2).\n"
     "  --arm FILE     modified (Craig's) DH rows: six lines, joint 1 first, of\n"
     "                 a alpha d theta (lengths in any unit, angles in radians; '#' starts a\n"
     "                 comment, commas count as spaces)\n"
@@ -95,8 +97,8 @@ const char* const kUsage =
     "found no solution (in a batch: the first such code): 12 shoulder, 13 elbow, 14 wrist\n"
     "singular, 15 invalid mode, 16 out of reach, 17 no solution (in the configuration,\n"
     "within the limits, or for the arm links; with --all: no candidate solved), 18 invalid\n"
-    "joint limits; 21 (10 + 11) no closed form covers the layout of the arm handle, so ik\n"
-    "has no answer for it, nothing is written on stdout (fkik arm prints its layout).\n";
+    "joint limits; 21 (10 + 11) the arm handle's arm is degenerate (coincident axes), so\n"
+    "ik has no answer for it, nothing is written on stdout (fkik arm prints its layout).\n";
 
 // The built-in sample arm: a, alpha, d, theta per joint, in metres and radians.
 const double kSampleArm[6][4] = {{0, 0, 0.1625, 0},        {0, -M_PI / 2, 0, 0},

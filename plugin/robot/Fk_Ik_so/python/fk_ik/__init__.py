@@ -1,4 +1,4 @@
-"""Forward and closed-form inverse position kinematics of a 6-axis arm (libFk_Ik_so).
+"""Forward and inverse position kinematics of 6-axis arms (libFk_Ik_so).
 
     >>> import fk_ik
     >>> robot = fk_ik.Robot(fk_ik.SAMPLE_ARM)
@@ -9,9 +9,10 @@ Robot's inverse is exact for arms of one chain form (check_arm_form 0) and refus
 other with ValueError. fk_ik.Arm takes any six revolute joints, from DH rows of either
 convention (Arm.from_dh) or from URDF (Arm.from_urdf): forward kinematics, the Jacobian
 and its time derivative, the layout of its axes, an equivalent modified-DH description,
-and, for the layouts a closed form covers, every inverse solution (Arm.ik_all) and the one
-nearest a reference within joint limits (Arm.ik_nearest); another arm's inverse raises
-ValueError.
+every inverse solution (Arm.ik_all) and the one nearest a reference within joint limits
+(Arm.ik_nearest). Every arm is answered: in closed form where its layout decomposes, by
+elimination otherwise (Arm.layout["solver"] says which); only a degenerate arm, whose axes
+coincide, raises ValueError.
 
 Units and frames: lengths are in the unit of the arm's parameters (the sample arm's are
 metres), angles in radians. A pose [x, y, z, roll, pitch, yaw] is the tool centre point

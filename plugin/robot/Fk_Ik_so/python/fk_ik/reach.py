@@ -22,7 +22,9 @@ panel that counts only the solutions within the arm's joint limits, each joint o
 whole-turn variant of it within [lower, upper] (rows carry no limits: the same counts). A
 cross marks the origin of the arm's base frame (the URDF's base link, the rows' first
 frame) projected into the plane; a dashed circle around it passes through the farthest
-cell with a solution. An arm no closed form covers is refused with exit status 2.
+cell with a solution; the legend names the layout's family and the solver that answers it
+(a closed form, or elimination). A degenerate arm, whose axes coincide so that it has no
+inverse, is refused with exit status 2.
 
 Lengths are in the arm's unit (URDF: metres), angles in radians.
 """
@@ -30,6 +32,7 @@ Lengths are in the arm's unit (URDF: metres), angles in radians.
 import argparse
 import math
 import sys
+import textwrap
 import time
 
 import numpy as np
@@ -154,7 +157,7 @@ def count_map(arm, plane="xy", at=0.0, extent=(-1, 1, -1, 1), resolution=400,
               rpy=(math.pi, 0.0, 0.0), tool=None, threads=None):
     """Numbers of solutions of the grid's poses for an fk_ik.Arm: two int32 arrays of (rows,
     resolution) laid out as reach_map's, all of Arm.ik_all_many's solutions and those within
-    the arm's joint limits (within_limits). ValueError for an arm no closed form covers."""
+    the arm's joint limits (within_limits). ValueError for a degenerate arm."""
     poses = grid_poses(plane, at, extent, resolution, rpy)
     flat = poses.reshape(-1, 6)
     counts = np.empty(len(flat), dtype=np.int32)
@@ -248,11 +251,13 @@ def draw(codes, plane, at, extent, rpy, ref, unit="m", size=(760, 480), title=No
     return figure
 
 
-def draw_counts(counts, within, plane, at, extent, rpy, unit="m", size=None, family=None):
+def draw_counts(counts, within, plane, at, extent, rpy, unit="m", size=None, family=None,
+                solver=None):
     """The solution-count map as a matplotlib figure of size (width, height) pixels at 100
     dpi (default 760 x 480, or 1180 x 480 with the second panel): the counts, and beside
     them the counts within the joint limits unless within is None. The reach circle passes
-    through the farthest cell where counts has a solution."""
+    through the farthest cell where counts has a solution. family and solver, when given,
+    are written under the legend (Arm.layout's "family" and "solver")."""
     from matplotlib.figure import Figure
     from matplotlib.lines import Line2D
     from matplotlib.patches import Circle, Patch
@@ -293,8 +298,10 @@ def draw_counts(counts, within, plane, at, extent, rpy, unit="m", size=None, fam
     figure.legend(handles=handles, loc="center left", bbox_to_anchor=(legend_x, 0.5), fontsize=8,
                   title="solutions" if within is None else "solutions: all / within limits",
                   title_fontsize=9, frameon=False)
-    if family:
-        figure.text(legend_x, 0.12, f"layout: {family}", fontsize=7)
+    notes = ([f"layout: {family}"] if family else []) + (
+        textwrap.wrap(f"inverse: {solver}", 38, subsequent_indent="  ") if solver else [])
+    if notes:
+        figure.text(legend_x, 0.12, "\n".join(notes), fontsize=7, verticalalignment="top")
     return figure
 
 
@@ -380,8 +387,8 @@ def main(argv=None):
             try:
                 arm.ik_all(arm.fk(np.zeros(6)))
             except ValueError:
-                parser.error(f"{name}: no closed form covers this arm's layout (family: "
-                             f"{arm.layout['family']}); no map of solution counts")
+                parser.error(f"{name}: a degenerate arm (coincident axes) has no inverse; no map "
+                             "of solution counts")
             mdh, _, base, flange, _ = arm.mdh()
         else:
             mdh, base, flange = (read_arm(args.arm) if args.arm else SAMPLE_ARM), None, None
@@ -418,7 +425,7 @@ def main(argv=None):
         unit = args.unit or ("m" if args.urdf else "length unit")
         family = arm.layout["family"]
         figure = draw_counts(counts, within if args.within_limits else None, args.plane, at,
-                             extent, args.rpy, unit, args.size, family)
+                             extent, args.rpy, unit, args.size, family, arm.layout["solver"])
         figure.savefig(args.output, dpi=100)
         limited = f", up to {within.max()} within the limits" if args.within_limits else ""
         print(f"{args.output}: {counts.shape[1]} x {counts.shape[0]} poses in {seconds:.3f} s, "

@@ -1,7 +1,7 @@
 """fk_ik.Arm against numpy products of its DH matrices in both conventions and URDF
 written from them, central differences, fk_ik.Robot and the C functions; its inverse
-against its own fk; its refusals; Robot's inverse and the reach map refusing arms of
-another form."""
+against its own fk, in closed form and by elimination, and the numpy product; its
+refusals; Robot's inverse and the reach map refusing arms of another form."""
 import ctypes
 import math
 import os
@@ -393,9 +393,11 @@ def test_reach_map_refuses_an_arm_of_another_form(tmp_path, capsys):
 
 
 # Arm's inverse: the sample arm from its modified rows (with the designed family's senses,
-# base and flange) and the spherical-wrist family from its standard rows.
+# base and flange) and the spherical-wrist family from its standard rows, in closed form;
+# the skewed family by elimination; the degenerate arm (rows all zero: every axis the
+# base's z axis) has none.
 INVERSE_ARMS = ["designed", "spherical_wrist"]
-GENERAL = Arm.from_dh(np.random.default_rng(5).uniform(-1, 1, (6, 4)), "standard")
+DEGENERATE = Arm.from_dh(np.zeros((6, 4)), "standard")
 
 
 def inverse_arm(name):
@@ -494,16 +496,43 @@ def test_inverse_batches_equal_single_calls(threads):
     assert [a.shape for a in arm.ik_nearest_many(np.empty((0, 6)), Q0, threads=threads)] == [(0,), (0, 6)]
 
 
+def test_the_layout_names_the_solver_and_elimination_answers_a_general_arm():
+    """The skewed arm, every parameter of its own, in both conventions: its solutions reach
+    the pose by fk and by the numpy product, hold the producing joints, and batches and the
+    nearest solution agree with them."""
+    assert all(inverse_arm(name).layout["solver"] == "closed form" for name in INVERSE_ARMS)
+    standard, modified, tcp = both_ways("skewed")
+    arms, tested = (standard, modified), 0
+    assert all(arm.layout["family"] == "general" and arm.layout["solver"] == "elimination" for arm in arms)
+    q = joints("generic", 40, seed=17)
+    poses = standard.fk_many(q, TOOL)
+    for arm in arms:
+        counts, many, _ = arm.ik_all_many(poses, TOOL, threads=2)
+        for x, pose, count, rows in zip(q, poses, counts, many):
+            Q, singular = arm.ik_all(pose, TOOL)
+            assert 1 <= len(Q) <= 16 and len(singular) == len(Q) and Q.tobytes() == rows[:count].tobytes()
+            assert np.abs(wrapped(Q - x)).max(axis=1).min() < 1e-9
+            assert max(off_by(p, tcp(x, TOOL)) for p in arm.fk_many(Q, TOOL)) < 1e-9
+            assert max(np.abs(tcp(y, TOOL) - tcp(x, TOOL)).max() for y in Q) < 1e-9
+            # x is the nearest solution to a reference beside it unless another is close.
+            if (np.abs(wrapped(Q - x)).max(axis=1) > 0.1).sum() == len(Q) - 1:
+                code, y = arm.ik_nearest(pose, x + 0.05, TOOL)
+                assert code is Code.SOLVED and np.abs(y - x).max() < 1e-9
+                tested += 1
+        Q, singular = arm.ik_all(far_pose(arm), TOOL)
+        assert Q.shape == (0, 6) and singular.shape == (0,)
+    assert tested >= 60
+
+
 @pytest.mark.parametrize("call, inverse", [
     ("ik_all", lambda arm: arm.ik_all(Q0)),
     ("ik_nearest", lambda arm: arm.ik_nearest(Q0, Q0)),
     ("ik_nearest", lambda arm: arm.ik_nearest(Q0, Q0, lower=[1] * 6, upper=[0] * 6)),
     ("ik_all_many", lambda arm: arm.ik_all_many(np.empty((0, 6)))),
     ("ik_nearest_many", lambda arm: arm.ik_nearest_many(np.empty((0, 6)), Q0))])
-def test_inverse_refuses_a_layout_no_closed_form_covers(call, inverse):
-    assert GENERAL.layout["family"] == "general"
-    with pytest.raises(ValueError, match=rf"^{call}: no closed form covers this arm's layout yet \(family: general\)$"):
-        inverse(GENERAL)
+def test_inverse_refuses_a_degenerate_arm(call, inverse):
+    with pytest.raises(ValueError, match=rf"^{call}: this arm is degenerate \(coincident axes\) and has no inverse$"):
+        inverse(DEGENERATE)
 
 
 def test_readme_python_examples_run(tmp_path, monkeypatch):

@@ -1,5 +1,6 @@
 """The reach map's solution counts for fk_ik.Arm: against Arm.ik_all and Arm.ik_nearest cell
-by cell, within joint limits, the picture's colours, and the refusals."""
+by cell, within joint limits, the picture's colours and legend, an arm answered by
+elimination, and the refusals."""
 import math
 import pathlib
 
@@ -105,16 +106,45 @@ def test_picture_colours_are_the_counts(tmp_path, source):
             assert np.abs(image[int(size[1] - y), int(x), :3] - reach.count_image(grid[i, j])).max() < 1 / 255
 
 
+def test_a_general_arm_is_mapped_and_the_legend_names_its_solver(tmp_path, capsys):
+    """Standard rows with every parameter random: elimination's counts, cell by cell those of
+    Arm.ik_all, and a legend naming the layout and the solver. The plane and orientation
+    are those of a pose the arm reaches."""
+    rows = np.random.default_rng(5).uniform(-1, 1, (6, 4))
+    np.savetxt(general := tmp_path / "general.txt", rows)
+    arm = Arm.from_dh(rows, "standard")
+    assert arm.layout["solver"] == "elimination"
+    reached = arm.fk([0.3, -1.2, 1.5, -0.4, 1.1, 0.2])
+    at, rpy, extent = reached[2], reached[3:], extent_of(arm)
+    counts, within = reach.count_map(arm, "xy", at, extent, CELLS, rpy, threads=2)
+    assert counts.any() and np.array_equal(within, counts)  # rows carry no limits
+    u, v = reach.cell_centres(extent, CELLS)
+    rng = np.random.default_rng(12)
+    for value in np.unique(counts):  # ten cells of each count, drawn with a fixed seed
+        for i, j in rng.permutation(np.argwhere(counts == value))[:10]:
+            assert len(arm.ik_all([u[j], v[i], at, *rpy])[0]) == value
+    assert reach.main(["--dh", str(general), "--at", str(at), "--rpy", *map(str, rpy), "--resolution", "4",
+                       "--output", str(tmp_path / "map.png")]) == 0
+    assert (tmp_path / "map.png").read_bytes()[:8] == b"\x89PNG\r\n\x1a\n"
+    assert ", general, up to " in capsys.readouterr().out
+    for solver in "elimination", "closed form of the nearest solvable arm, chain reversed, refined":
+        figure = reach.draw_counts(counts, None, "xy", AT, extent_of(arm), RPY, family="general",
+                                   solver=solver)
+        text = " ".join(" ".join(t.get_text().split()) for t in figure.texts)
+        assert text == f"layout: general inverse: {solver}"
+
+
 @pytest.mark.parametrize("args, message", [
-    (["--dh", "{general}"], "no closed form covers this arm's layout (family: general)"),
+    (["--dh", "{degenerate}"], "a degenerate arm (coincident axes) has no inverse; no map of solution counts"),
     (["--within-limits"], "--within-limits goes with --urdf"),
     (["--urdf", str(URDF), "--mode", "3"], "--ref and --mode choose the designed arm's configuration"),
     (["--dh", "{general}", "--tip", "flange"], "--base and --tip go with --urdf"),
     (["--signs", "1", "1", "1", "1", "1", "1"], "--signs goes with --dh or --arm")])
 def test_refusals_exit_2_with_a_message_and_no_picture(tmp_path, capsys, args, message):
     np.savetxt(general := tmp_path / "general.txt", np.random.default_rng(5).uniform(-1, 1, (6, 4)))
+    np.savetxt(degenerate := tmp_path / "degenerate.txt", np.zeros((6, 4)))  # every axis z
     with pytest.raises(SystemExit) as exit:
-        reach.main([arg.format(general=general) for arg in args] + ["--resolution", "4", "--output",
-                                                                      str(tmp_path / "map.png")])
+        reach.main([arg.format(general=general, degenerate=degenerate) for arg in args]
+                   + ["--resolution", "4", "--output", str(tmp_path / "map.png")])
     assert exit.value.code == 2 and not (tmp_path / "map.png").exists()
     assert message in capsys.readouterr().err
