@@ -196,7 +196,8 @@ control() {
 
 about=" libFk_Ik_so computes the pose of the tool centre point of a six-joint
  revolute arm from its joint positions, and the joint positions of a pose:
- every solution where a closed form covers the arm's layout. Arms come from
+ every solution, in closed form where the arm's layout allows and by
+ elimination for any other arm. Arms come from
  modified or standard Denavit-Hartenberg rows or from URDF; frames and
  vectors are KDL's."
 
