@@ -35,10 +35,6 @@ Bool singularAt(const Arm& arm, const Float64 q[Arm_Dof], const KDL::Frame& tool
 // that does not lower the error is taken back and the damping raised.
 const int kRefineSteps = 40;
 
-// A refined idealised arm's solutions this near a singular pose are completed by
-// elimination.
-const Float64 kNearSingular = 1e-2;
-
 // Where the flange at q misses target: origin (relative to the size) and rotation vector
 // (the skew part of target * reached^-1, its sine times its axis), in the base frame.
 Eigen::Matrix<Float64, 6, 1> missOf(const Arm& arm, const KDL::Frame& target,
@@ -151,16 +147,12 @@ Int32 armIkAll(const Arm& arm, const KDL::Frame& tcp, const KDL::Frame& tool, Ar
     if (reversed) std::reverse(out.q[k], out.q[k] + Arm_Dof);
     if (ideal) refine(arm, flange, out.q[k]);
   }
-  const Int32 candidates = out.count;
   code = verifiedCandidates(arm, flange, code, out);
-  // A refinement that failed, or a pose near a singular one, where the idealised arm may
-  // have fewer real solutions than the true one (their counts differ across the singular
-  // poses, which the idealisation moved): elimination finds what is missing.
-  Bool doubtful = out.count < candidates || out.count % 2 != 0;
-  for (int k = 0; ideal && k < out.count && !doubtful; ++k) {
-    doubtful = singularAt(arm, out.q[k], KDL::Frame::Identity(), kNearSingular);
-  }
-  if (ideal && doubtful) {
+  // The idealised arm's real solutions are not always the true arm's: their counts differ
+  // near the singular poses, which the idealisation moved (a pair the true arm has can be
+  // missing, however far the ones found are from singular), and a refinement may fail.
+  // Elimination completes them.
+  if (ideal) {
     ArmIkSolutions more;
     if (eliminated(arm, flange, more) == Arm_Ok) {
       for (int k = 0; k < more.count; ++k) keepSolution(arm, flange, more.q[k], false, out);
