@@ -32,13 +32,9 @@ py::object codeObject(Int32 code) {
                         ": this arm is degenerate (coincident axes) and has no inverse");
 }
 
-// ValueError for a degenerate arm, found by solving for one pose.
+// ValueError for a degenerate arm, which the arm's inverse plan tells.
 void requireInverse(const fk_ik::Arm& arm, const char* call) {
-  fk_ik::ArmIkSolutions unused;
-  const KDL::Frame identity = KDL::Frame::Identity();
-  if (fk_ik::armIkAll(arm, identity, identity, unused) == fk_ik::Arm_Not_Covered) {
-    degenerate(call);
-  }
+  if (arm.inversePlan().route == fk_ik::InverseRoute::None) degenerate(call);
 }
 
 // Joint limits for armIkNearest: null for None (the arm's own on that side).

@@ -435,7 +435,7 @@ int main(int argc, char** argv) {
   } handle{handleArmed ? createArm(library, args, arm) : nullptr, library.armDestroy};
   library.arm = handle.arm;
   if (!handle.arm) library.init(arm);
-  if (handle.arm && args.command == "ik") requireInverse(library, args);
+  if (handle.arm && args.command == "ik") requireInverse(library);
 
   if (args.command == "demo") return runDemo(library, args, angles, arm);
   Output out{args.format, args.batch, angles, csvColumns(args, handleArmed)};

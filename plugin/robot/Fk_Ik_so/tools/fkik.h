@@ -255,7 +255,7 @@ bool handleArm(const Library& library, const Arguments& args, const double rows[
 void checkInverseOptions(const Arguments& args, bool handle);
 
 // Exits with kNotCovered, before any output, when library.arm is degenerate (no inverse).
-void requireInverse(const Library& library, const Arguments& args);
+void requireInverse(const Library& library);
 
 // The csv columns of ik --all for an arm with a handle.
 std::string everyColumns();

@@ -41,14 +41,11 @@ void checkInverseOptions(const Arguments& args, bool handle) {
   }
 }
 
-void requireInverse(const Library& library, const Arguments& args) {
-  // A degenerate arm has no inverse whatever the pose: the pose at zero joints tells.
-  const double zeros[6] = {0, 0, 0, 0, 0, 0};
-  double pose[6], q[kMostSolutions][6];
-  Int32 singular[kMostSolutions], count = 0;
-  library.forward(zeros, args.tool, pose);
-  if (library.armTcpPosToAllJntPos(library.arm, pose, args.tool, q, singular, &count) ==
-      FK_IK_ARM_NOT_COVERED) {
+void requireInverse(const Library& library) {
+  // A degenerate arm has no inverse whatever the pose: its solver says so.
+  char solver[64] = "";
+  library.armInverseSolver(library.arm, solver, sizeof solver);
+  if (std::string(solver) == "none") {
     fail(kNotCovered,
          "ik: no inverse: the arm is degenerate (coincident axes); fkik arm prints its "
          "layout");
