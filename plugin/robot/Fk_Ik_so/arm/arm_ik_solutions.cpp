@@ -31,6 +31,12 @@ Bool finiteFrame(const KDL::Frame& f) {
   return true;
 }
 
+Float64 jointsApart(const Float64 a[Arm_Dof], const Float64 b[Arm_Dof]) {
+  Float64 apart = 0;
+  for (int i = 0; i < Arm_Dof; ++i) apart = std::fmax(apart, std::fabs(wrapAngle(a[i] - b[i])));
+  return apart;
+}
+
 void appendCandidate(const Float64 q[Arm_Dof], Bool singular, ArmIkSolutions& out) {
   if (out.count == Ik_Max_Solutions) return;
   for (int i = 0; i < Arm_Dof; ++i) out.q[out.count][i] = q[i];
@@ -57,11 +63,7 @@ void keepSolution(const Arm& arm, const KDL::Frame& target, const Float64 q[Arm_
     return;
   }
   for (int k = 0; k < out.count; ++k) {
-    Float64 apart = 0;
-    for (int i = 0; i < Arm_Dof; ++i) {
-      apart = std::fmax(apart, std::fabs(wrapAngle(out.q[k][i] - q[i])));
-    }
-    if (apart <= Ik_Same) return;
+    if (jointsApart(out.q[k], q) <= Ik_Same) return;
   }
   appendCandidate(q, singular, out);
 }

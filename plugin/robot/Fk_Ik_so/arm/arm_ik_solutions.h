@@ -36,6 +36,9 @@ const Float64 Ik_Same = 1e-9;
 // Whether every element of the frame is finite.
 FK_IK_SO_LOCAL Bool finiteFrame(const KDL::Frame& f);
 
+// The largest difference of two joint positions, each joint's taken modulo 2 pi.
+FK_IK_SO_LOCAL Float64 jointsApart(const Float64 a[Arm_Dof], const Float64 b[Arm_Dof]);
+
 // q appended to out as it is (nothing beyond Ik_Max_Solutions).
 FK_IK_SO_LOCAL void appendCandidate(const Float64 q[Arm_Dof], Bool singular, ArmIkSolutions& out);
 

@@ -138,12 +138,7 @@ Int32 eliminationReading(const Arm& arm) {
         break;
       }
       Float64 nearest = 1;
-      for (int k = 0; k < out.count; ++k) {
-        Float64 apart = 0;
-        for (int i = 0; i < Arm_Dof; ++i)
-          apart = std::fmax(apart, std::fabs(wrapAngle(out.q[k][i] - q[i])));
-        nearest = std::fmin(nearest, apart);
-      }
+      for (int k = 0; k < out.count; ++k) nearest = std::fmin(nearest, jointsApart(out.q[k], q));
       const Float64 these = -std::log10(std::fmax(nearest, 1e-16));
       digits += these;
       fewest = std::fmin(fewest, these);
