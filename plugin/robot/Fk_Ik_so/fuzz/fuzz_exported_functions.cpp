@@ -1,14 +1,9 @@
-// libFuzzer target on the exported functions. An input is one flag byte, then up to 48 doubles
-// as raw bit patterns (missing bytes read as zero): the arm (rows a, alpha, d, theta), the tool,
-// joints for the forward call, a pose, and the inverses' reference. Flag bit 0 folds every value
-// to a sane size; bit 1 gives the arm the inverse solver's chain form; the other bits pick the
-// explicit mode, -2 ... 8. Beyond "no crash, no sanitizer report" it checks what a host relies
-// on: code ranges, six zeros on failure, and on a folded chain-form arm with links of at least
-// 0.05 finite forward poses and answers reaching the target to 1e-6 (mode -1 the single answer
-// bit for bit, nearest answers within their limits, code 8 exactly for NaN or crossed limits).
-// The same values build arms through the handle functions, in both row conventions, with
-// joint senses, base and flange taken from them: each is refused with a message or built,
-// and a built arm of folded values puts its flange where the plain chain product does.
+// libFuzzer target on the exported functions. An input is a flag byte, then up to 48 raw
+// doubles (missing bytes read as zero): arm rows, tool, joints, pose, reference. Flag bit 0
+// folds values to a sane size, bit 1 gives the chain form, the rest pick the mode (-2 ... 8).
+// Checked: code ranges, six zeros on failure, exact answers on folded chain-form arms; arms
+// built through the handle functions are refused with a message or put their flange where
+// the plain chain product does.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -58,8 +53,7 @@ bool isCode(int code) {
   return code == 0 || (code >= 2 && code <= 7);
 }
 
-// A failure writes six zeros; an exact success reaches the target, checked on the frame of the
-// joints (not on the pose vector, whose roll and yaw lose precision near a pitch of +-pi/2).
+// A failure writes six zeros; an exact success reaches the target (on frames, not pose vectors).
 void checkAnswer(const Input& in, const double (&target)[6], bool exact, int code,
                  const double (&out)[6]) {
   if (code != 0) REQUIRE(host_support::allZero(out));
@@ -115,8 +109,7 @@ void poseMatrix(const double (&pose)[6], double (&m)[4][4]) {
 
 void checkArms(const Input& in) {
   double signs[6], base[4][4], flange[4][4], pose[6], jacobian[6][6], jacobianDot[6][6];
-  // Raw senses and limits are refused nearly always: only unfolded inputs of the odd modes
-  // take them.
+  // Raw senses and limits (refused nearly always) only for unfolded inputs of odd modes.
   const bool raw = !in.folded && in.mode % 2;
   for (int i = 0; i < 6; ++i) signs[i] = raw ? in.ref[i] : in.ref[i] < 0 ? -1 : 1;
   poseMatrix(in.pose, base);
@@ -137,8 +130,7 @@ void checkArms(const Input& in) {
     REQUIRE(family >= 0 && family <= 4);
     REQUIRE(armMdh(arm, rows, nullptr, nullptr, nullptr, &designed) == 0);
     REQUIRE(designed == (checkArmForm(rows) == 0));
-    // Every inverse answer reaches the pose it was asked for (the solvers check it with the
-    // forward kinematics); the nearest one is among them, within the limits.
+    // Codes and answers of the inverses on the arm's own pose.
     double all[16][6], nearest[6];
     int singular[16], count;
     const int allCode = armTcpPosToAllJntPos(arm, pose, in.tool, all, singular, &count);
@@ -151,8 +143,7 @@ void checkArms(const Input& in) {
       for (double value : all[k]) REQUIRE(std::isfinite(value) && std::fabs(value) <= M_PI);
     }
     if (in.folded && convention == FK_IK_MODIFIED_ROWS && std::fabs(std::cos(pose[4])) > 1e-6) {
-      // The plain product of the same rows, senses, base and flange (away from a pitch of
-      // +-pi/2, where the pose vector's roll and yaw lose their precision).
+      // The plain product of the same rows, senses, base and flange (away from pitch +-pi/2).
       KDL::Frame expected = host_support::poseFrame(in.pose);
       for (int i = 0; i < 6; ++i) {
         const double* r = in.arm[i];

@@ -1,9 +1,6 @@
-// libFuzzer target on the URDF reader's C functions: an input is URDF text (a null byte
-// ends it early). It is read with the default ends and with named ones; a created arm
-// computes its pose at a few joint positions, up to huge ones, and is freed. Beyond "no
-// crash, no leak, no sanitizer report" it checks what a host relies on: the code is 0 or
-// 9 (never 10 for text), a handle exactly on success, and a refusal's message terminated
-// within its buffer, the buffer being smaller than most messages.
+// libFuzzer target on the URDF reader's C functions over URDF text, with default and named
+// ends: code 0 or 9, a handle exactly on success, a refusal's message terminated within its
+// small buffer, and a created arm's poses up to huge joints.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

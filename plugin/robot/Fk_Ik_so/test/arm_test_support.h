@@ -1,5 +1,4 @@
-// The test arms of every layout, and KDL's own chain of any arm: an oracle built from the
-// description's joints, independent of the library's forward kinematics.
+// The test arms of every layout, and KDL's chain of any arm's description as an oracle.
 #ifndef FK_IK_SO_ARM_TEST_SUPPORT_H
 #define FK_IK_SO_ARM_TEST_SUPPORT_H
 
@@ -35,8 +34,7 @@ const double kRoundedRows[6][4] = {{0, 0, 0.1625, 0},      {0, -1.5708, 0, 0},
 const double kSphericalWristRows[6][4] = {{0.15, -M_PI / 2, 0.45, 0}, {0.6, 0, 0, -M_PI / 2},
                                           {0.12, -M_PI / 2, 0, 0},    {0, M_PI / 2, 0.64, 0},
                                           {0, -M_PI / 2, 0, 0},       {0, 0, 0.1, 0}};
-// Axes 1, 2, 3 through one point, then an offset forearm, axes 5 and 6 meeting (modified
-// rows): a spherical wrist at the base end.
+// Axes 1, 2, 3 through one point, axes 5 and 6 meeting (modified rows).
 const double kSphericalBaseRows[6][4] = {{0, 0, 0.3, 0},       {0, M_PI / 2, 0, 0.4},
                                          {0, -M_PI / 2, 0, 0}, {0.5, M_PI / 2, 0.3, 0},
                                          {0.4, 0.7, 0.1, 0},   {0, M_PI / 2, 0.05, 0}};
@@ -44,8 +42,7 @@ const double kSphericalBaseRows[6][4] = {{0, 0, 0.3, 0},       {0, M_PI / 2, 0, 
 const double kThreeParallelRows[6][4] = {{0, 0, 0.2, 0},           {0.1, -M_PI / 2, 0, 0},
                                          {0.5, 0, 0.05, 0},        {0.45, 0, -0.05, 0},
                                          {0.05, M_PI / 2, 0.1, 0}, {0, M_PI / 3, 0.1, 0}};
-
-// No two axes parallel or meeting, no closed form: every parameter of its own (standard rows).
+// No two axes parallel or meeting, no closed form (standard rows).
 const double kNoLayoutRows[6][4] = {{0.12, 1.1, 0.35, 0.2},   {0.55, -0.4, 0.08, -0.7},
                                     {0.07, 1.9, -0.11, 0.4},  {0.03, -1.3, 0.42, 1.2},
                                     {0.05, 0.9, -0.06, -0.3}, {0.02, 2.2, 0.09, 0.5}};
@@ -76,24 +73,21 @@ inline ArmDescription describe(const double (&rows)[6][4], RowConvention convent
 struct NamedArm {
   std::string name;
   Arm arm;
-  ArmFamily family;
-  ArmFamily nearFamily;
+  ArmFamily family, nearFamily;
 };
 
-// Every layout, each with reversed joint senses, a base turned by pi and a tool-like
-// flange somewhere; the calibrated arm has axis 3 tilted 1e-3 rad off parallel; the last
-// has no layout at all.
+// Every layout, with reversed senses, a turned base and a flange somewhere; the calibrated
+// arm has axis 3 tilted 1e-3 rad off parallel.
 inline std::vector<NamedArm> namedArms() {
   const double flipped[6] = {1, -1, 1, 1, -1, 1};
   const KDL::Frame turned = frame(0, 0, M_PI, 0.2, -0.1, 0.05);
   const KDL::Frame flange = frame(0.1, 0.2, 0.3, 0.01, 0.02, 0.1);
-  ArmDescription calibrated =
+  const ArmDescription exact =
       describe(kParallelMiddleRows, RowConvention::Modified, flipped, turned, flange);
+  ArmDescription calibrated = exact;
   calibrated.joint[2] = calibrated.joint[2] * frame(1e-3, 0, 0, 0, 0, 0);
-  std::vector<NamedArm> arms = {
-      {"parallel middle",
-       build(describe(kParallelMiddleRows, RowConvention::Modified, flipped, turned, flange)),
-       ArmFamily::DesignedChain, ArmFamily::DesignedChain},
+  return {
+      {"parallel middle", build(exact), ArmFamily::DesignedChain, ArmFamily::DesignedChain},
       {"rounded", build(describe(kRoundedRows, RowConvention::Modified, nullptr, turned)),
        ArmFamily::General, ArmFamily::DesignedChain},
       {"calibrated", build(calibrated), ArmFamily::General, ArmFamily::DesignedChain},
@@ -108,7 +102,6 @@ inline std::vector<NamedArm> namedArms() {
       {"general", build(describe(kNoLayoutRows, RowConvention::Standard, flipped, turned, flange)),
        ArmFamily::General, ArmFamily::General},
   };
-  return arms;
 }
 
 // Every parameter random: lengths in [-1, 1], angles in [-pi, pi], senses +-1.
@@ -116,10 +109,7 @@ inline Arm randomArm(std::mt19937_64& rng, RowConvention convention) {
   std::uniform_real_distribution<double> length(-1, 1), angle(-M_PI, M_PI);
   double rows[6][4], signs[6];
   for (int i = 0; i < 6; ++i) {
-    rows[i][0] = length(rng);
-    rows[i][1] = angle(rng);
-    rows[i][2] = length(rng);
-    rows[i][3] = angle(rng);
+    for (int c = 0; c < 4; ++c) rows[i][c] = c % 2 ? angle(rng) : length(rng);
     signs[i] = angle(rng) < 0 ? -1 : 1;
   }
   const KDL::Frame base = frame(angle(rng), angle(rng), angle(rng), length(rng), 0, 0);
@@ -127,7 +117,7 @@ inline Arm randomArm(std::mt19937_64& rng, RowConvention convention) {
   return build(describe(rows, convention, signs, base, flange));
 }
 
-// Every axis the base's z axis: no reading of its loop is posed, and no inverse covers it.
+// Every axis the base's z axis: no inverse covers it.
 inline Arm degenerateArm() {
   const double rows[6][4] = {};
   return build(describe(rows, RowConvention::Standard));
@@ -138,8 +128,13 @@ inline void randomJoints(std::mt19937_64& rng, double range, double q[6]) {
   for (int i = 0; i < 6; ++i) q[i] = value(rng);
 }
 
-// KDL's chain of the description: a fixed segment to joint 1's frame, then per joint a
-// segment turning about its axis and carrying the next joint's frame (the flange's last).
+inline KDL::JntArray jntArray(const double* q) {
+  KDL::JntArray array(6);
+  for (int i = 0; i < 6; ++i) array(i) = q[i];
+  return array;
+}
+
+// A fixed segment to joint 1's frame, then per joint one turning about its axis.
 inline KDL::Chain kdlChain(const ArmDescription& d) {
   KDL::Chain chain;
   chain.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::None), d.base * d.joint[0]));
@@ -151,9 +146,8 @@ inline KDL::Chain kdlChain(const ArmDescription& d) {
   return chain;
 }
 
-// Distance of two frames: origins apart relative to scale, plus the largest difference of
-// the rotations' elements (KDL's angle between rotations, and its vector length, read 0
-// below about 1e-6).
+// Origins apart relative to scale, plus the largest difference of rotation elements (KDL's
+// rotation angle reads 0 below about 1e-6).
 inline double frameDistance(const KDL::Frame& a, const KDL::Frame& b, double scale) {
   double rotation = 0;
   for (int i = 0; i < 9; ++i) rotation = std::fmax(rotation, std::fabs(a.M.data[i] - b.M.data[i]));
@@ -163,16 +157,14 @@ inline double frameDistance(const KDL::Frame& a, const KDL::Frame& b, double sca
 // The largest difference of two joint positions, modulo 2 pi.
 inline double jointsApart(const double* a, const double* b) {
   double worst = 0;
-  for (int i = 0; i < 6; ++i) {
+  for (int i = 0; i < 6; ++i)
     worst = std::fmax(worst, std::fabs(std::remainder(a[i] - b[i], 2 * M_PI)));
-  }
   return worst;
 }
 
-// KDL's Levenberg-Marquardt solver from random starts towards a flange target, as a dense
-// numeric search for inverse solutions. KDL measures rotations through its 1e-6 epsilon, so
-// its answers are good to about 1e-7: converged means within 1e-6 of the pose (by KDL's own
-// forward kinematics), the same solution within 1e-4 in the joints.
+// KDL's Levenberg-Marquardt solver from random starts towards a flange target: converged
+// means within 1e-6 of the pose (KDL's answers are good to about 1e-7), the same solution
+// within 1e-4 in the joints.
 struct NumericSearch {
   int converged = 0;
   int missed = 0;  // converged starts that landed on none of the solutions
@@ -184,18 +176,15 @@ inline NumericSearch numericSearch(const Arm& arm, const KDL::Frame& target,
                                    std::mt19937_64& rng) {
   // The solvers keep a reference to the chain.
   const KDL::Chain chain = kdlChain(arm.description());
-  Eigen::Matrix<double, 6, 1> weights;
-  weights.setOnes();
-  KDL::ChainIkSolverPos_LMA numeric(chain, weights, 1e-12, 1000);
+  KDL::ChainIkSolverPos_LMA numeric(chain, Eigen::Matrix<double, 6, 1>::Ones(), 1e-12, 1000);
   KDL::ChainFkSolverPos_recursive forward(chain);
   NumericSearch search;
   bool landed[fk_ik::Ik_Max_Solutions] = {};
   for (int start = 0; start < starts; ++start) {
-    KDL::JntArray initial(6), found(6);
+    KDL::JntArray found(6);
     double joints[6];
     randomJoints(rng, M_PI, joints);
-    for (int i = 0; i < 6; ++i) initial(i) = joints[i];
-    numeric.CartToJnt(initial, target, found);
+    numeric.CartToJnt(jntArray(joints), target, found);
     KDL::Frame reached;
     forward.JntToCart(found, reached);
     if (!(frameDistance(reached, target, arm.size()) < 1e-6)) continue;
@@ -205,11 +194,10 @@ inline NumericSearch numericSearch(const Arm& arm, const KDL::Frame& target,
     for (int s = 0; s < solutions.count; ++s) {
       if (jointsApart(solutions.q[s], joints) < 1e-4) nearest = s;
     }
-    if (nearest < 0) ++search.missed;
-    if (nearest >= 0 && !landed[nearest]) {
-      landed[nearest] = true;
-      ++search.landed;
-    }
+    if (nearest < 0)
+      ++search.missed;
+    else if (!landed[nearest])
+      landed[nearest] = true, ++search.landed;
   }
   return search;
 }

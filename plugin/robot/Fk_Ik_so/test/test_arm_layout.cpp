@@ -1,6 +1,5 @@
-// The layout each test arm was built with and the solver it names, the equivalent modified
-// rows of every arm, the designed form recognised up to senses, offsets, base and flange, and
-// the refusals.
+// Each arm's layout and solver, its equivalent modified rows and designed form, the C
+// handles and the refusals.
 #include <cstring>
 
 #include "arm_handle.h"
@@ -12,46 +11,52 @@ namespace {
 
 using namespace arm_test;
 
-TEST(ArmLayout, NamesTheLayoutEachArmWasBuiltWith) {
-  const char* const names[] = {"designed chain", "spherical wrist", "spherical base",
-                               "three parallel", "general"};
-  for (int f = 0; f < 5; ++f) EXPECT_STREQ(fk_ik::familyName(ArmFamily(f)), names[f]);
-  for (const NamedArm& named : namedArms()) {
-    const fk_ik::ArmLayout& layout = named.arm.layout();
-    EXPECT_EQ(layout.family, named.family) << named.name << "\n" << layout.text();
-    EXPECT_EQ(layout.nearFamily, named.nearFamily) << named.name << "\n" << layout.text();
-    EXPECT_NE(layout.text().find(std::string("family: ") + fk_ik::familyName(named.family)),
-              std::string::npos);
-  }
-}
-
-// Each route a name of its own; through a handle, the arm's, cut to the host's buffer.
-TEST(ArmLayout, NamesTheSolverOfEachRoute) {
-  const int routes = static_cast<int>(fk_ik::InverseRoute::Elimination) + 1;
-  for (int r = 0; r < routes; ++r) {
+// Each arm's layout as built; through a handle, its route's solver name (cut to the host's
+// buffer), Jacobians, layout and form as the arm's. Each route a name of its own.
+TEST(ArmLayout, NamesTheLayoutAndSolverOfEachArm) {
+  const double q[6] = {0.3, -1.2, 1.5, -0.4, 1.1, 0.2}, tool[6] = {0.01, 0, 0.1, 0, 0.2, 0};
+  for (int r = 0; r <= static_cast<int>(fk_ik::InverseRoute::Elimination); ++r) {
     const std::string name = fk_ik::inverseRouteName(fk_ik::InverseRoute(r));
     EXPECT_FALSE(name.empty());
-    for (int other = 0; other < r; ++other) {
+    for (int other = 0; other < r; ++other)
       EXPECT_NE(name, fk_ik::inverseRouteName(fk_ik::InverseRoute(other)));
-    }
   }
   for (const NamedArm& named : namedArms()) {
+    SCOPED_TRACE(named.name);
+    const fk_ik::ArmLayout& layout = named.arm.layout();
+    EXPECT_EQ(layout.family, named.family) << layout.text();
+    EXPECT_EQ(layout.nearFamily, named.nearFamily) << layout.text();
+    EXPECT_NE(layout.text().find(std::string("family: ") + fk_ik::familyName(named.family)),
+              std::string::npos);
     const std::string expected = fk_ik::inverseRouteName(named.arm.inversePlan().route);
     FkIkArm* handle = fk_ik::newArmHandle(named.arm);
     char name[80], cut[6];
     ASSERT_EQ(armInverseSolver(handle, name, sizeof name), 0);
-    EXPECT_EQ(std::string(name), expected) << named.name;
+    EXPECT_EQ(std::string(name), expected);
     ASSERT_EQ(armInverseSolver(handle, cut, sizeof cut), 0);
-    EXPECT_EQ(std::string(cut), expected.substr(0, 5)) << named.name;
+    EXPECT_EQ(std::string(cut), expected.substr(0, 5));
     EXPECT_EQ(armInverseSolver(handle, nullptr, 0), 0);
+    double jacobian[6][6], jacobianDot[6][6], same[6][6];
+    ASSERT_EQ(armJacobianDot(handle, q, q, tool, jacobian, jacobianDot), 0);
+    ASSERT_EQ(armJacobian(handle, q, tool, same), 0);
+    fk_ik::ArmJacobian j;
+    named.arm.jacobian(q, host_support::poseFrame(tool), j);
+    for (int e = 0; e < 36; ++e) ASSERT_EQ(jacobian[e / 6][e % 6], j(e / 6, e % 6));
+    EXPECT_EQ(0, std::memcmp(jacobian, same, sizeof same));
+    Int32 family, designed;
+    char text[16];
+    ASSERT_EQ(armLayout(handle, &family, 0, 0, 0, text, sizeof text), 0);
+    EXPECT_EQ(family, static_cast<Int32>(layout.family));
+    EXPECT_EQ(std::string(text), layout.text().substr(0, 15));
+    ASSERT_EQ(armMdh(handle, 0, 0, 0, 0, &designed), 0);
+    EXPECT_EQ(designed, named.family == ArmFamily::DesignedChain);
     armDestroy(handle);
   }
   char name[8];
   EXPECT_EQ(armInverseSolver(nullptr, name, sizeof name), FK_IK_ARM_INVALID);
 }
 
-// Off the layout by what was put in: the rounded angles by about 7.3e-6 rad (3.1416 for
-// pi), the calibrated axis by 1e-3 rad; each near its layout, not of it.
+// Off the layout by what was put in (3.1416 for pi, the calibrated axis by 1e-3 rad).
 TEST(ArmLayout, MeasuresHowFarANearArmIsOff) {
   const std::vector<NamedArm> arms = namedArms();
   const fk_ik::ArmLayout& rounded = arms[1].arm.layout();
@@ -65,93 +70,73 @@ TEST(ArmLayout, MeasuresHowFarANearArmIsOff) {
   const fk_ik::ArmLayout& exact = arms[0].arm.layout();
   EXPECT_LT(exact.nearDeviation, 1e-15);
   EXPECT_EQ(exact.parallelTriple, 1);
-  EXPECT_NEAR(exact.pair[1].distance, 0.425, 1e-15);
   EXPECT_NEAR(exact.pair[2].distance, 0.3922, 1e-15);
   EXPECT_NEAR(exact.pair[0].angle, M_PI / 2, 1e-15);
   EXPECT_LT(arms[3].arm.layout().wristDistance, 1e-15);
   EXPECT_TRUE(std::isinf(arms[3].arm.layout().baseDistance));
 }
 
-fk_ik::ArmDescription descriptionOfRows(const fk_ik::ArmMdh& mdh) {
-  return describe(mdh.rows, RowConvention::Modified, mdh.signs, mdh.base, mdh.flange);
-}
-
-// The equivalent rows, signs, base and flange rebuild every arm, whatever its layout.
-TEST(ArmMdh, RowsRebuildEveryArm) {
+// The equivalent rows, signs, base and flange rebuild every arm; arms of the designed form
+// under any senses, offsets, base and flange are recognised, and their rows, senses, flange
+// (as the tool) and base drive the designed functions to the same pose.
+TEST(ArmMdh, RowsRebuildEveryArmAndDriveTheDesignedFunctions) {
   std::vector<NamedArm> arms = namedArms();
   std::mt19937_64 rng(23);
+  std::uniform_real_distribution<double> angle(-M_PI, M_PI), length(-0.5, 0.5);
   for (int k = 0; k < test_support::caseCount(20); ++k) {
     arms.push_back({"random",
                     randomArm(rng, k % 2 ? RowConvention::Standard : RowConvention::Modified),
                     ArmFamily::General, ArmFamily::General});
+    const std::vector<MDH> records = test_support::randomSixAxisArm(rng);
+    double rows[6][4], signs[6];
+    for (int i = 0; i < 6; ++i) {
+      const MDH& r = records[i];
+      rows[i][0] = r.a, rows[i][1] = r.alpha, rows[i][2] = r.d, rows[i][3] = r.theta;
+      signs[i] = angle(rng) < 0 ? -1 : 1;
+    }
+    arms.push_back({"designed form",
+                    build(describe(rows, RowConvention::Modified, signs,
+                                   frame(angle(rng), angle(rng), angle(rng), length(rng), 0, 1),
+                                   frame(angle(rng), angle(rng), angle(rng), 0, length(rng), 0.1))),
+                    ArmFamily::DesignedChain, ArmFamily::DesignedChain});
   }
   // Axes 1 and 2 on one line, the base tilted: the first normal's direction is free.
   double coincident[6][4];
   std::copy(&kThreeParallelRows[0][0], &kThreeParallelRows[0][0] + 24, &coincident[0][0]);
   coincident[1][0] = coincident[1][1] = 0;
-  arms.push_back(
-      {"coincident",
-       build(describe(coincident, RowConvention::Modified, nullptr, frame(0.3, 0.5, 0.7, 0, 0, 0))),
-       ArmFamily::General, ArmFamily::General});
+  const KDL::Frame tilted = frame(0.3, 0.5, 0.7, 0, 0, 0);
+  arms.push_back({"coincident",
+                  build(describe(coincident, RowConvention::Modified, nullptr, tilted)),
+                  ArmFamily::General, ArmFamily::General});
   for (const NamedArm& named : arms) {
+    SCOPED_TRACE(named.name);
     const fk_ik::ArmMdh& mdh = named.arm.mdh();
-    EXPECT_LT(mdh.deviation, 1e-13) << named.name;
+    const bool designed = named.family == ArmFamily::DesignedChain;
+    EXPECT_LT(mdh.deviation, 1e-13);
     for (double value : mdh.rows[0]) EXPECT_EQ(value, 0);
-    const Arm rebuilt = build(descriptionOfRows(mdh));
+    ASSERT_EQ(mdh.designedForm, designed);
+    EXPECT_EQ(checkArmForm(mdh.rows) == 0, designed);
+    EXPECT_EQ(named.arm.layout().family == ArmFamily::DesignedChain, designed);
+    const Arm rebuilt =
+        build(describe(mdh.rows, RowConvention::Modified, mdh.signs, mdh.base, mdh.flange));
     const double scale = named.arm.size() + fk_ik::length(named.arm.description().base.p);
+    double tool[6] = {mdh.flange.p.x(), mdh.flange.p.y(), mdh.flange.p.z()};
+    mdh.flange.M.GetRPY(tool[3], tool[4], tool[5]);
+    if (designed) init(mdh.rows);
     for (int c = 0; c < 50; ++c) {
-      double q[6];
+      double q[6], senseQ[6], pose[6];
       randomJoints(rng, 2 * M_PI, q);
       KDL::Frame original, again;
       named.arm.flangeFrame(q, original);
       rebuilt.flangeFrame(q, again);
-      ASSERT_LT(frameDistance(original, again, scale), 1e-12) << named.name;
-    }
-  }
-}
-
-// Arms of the designed form turned every way the description allows (senses, theta
-// offsets, base, flange) are recognised, and their rows drive the designed functions:
-// init takes the rows, the joints go in with their senses, the flange goes in as the
-// tool, and the base is taken off the arm's pose.
-TEST(ArmMdh, DesignedFormArmsDriveTheDesignedFunctions) {
-  std::mt19937_64 rng(29);
-  std::uniform_real_distribution<double> angle(-M_PI, M_PI), length(-0.5, 0.5);
-  for (int a = 0; a < test_support::caseCount(40); ++a) {
-    const std::vector<MDH> records = test_support::randomSixAxisArm(rng);
-    double rows[6][4], signs[6];
-    for (int i = 0; i < 6; ++i) {
-      const MDH& r = records[i];
-      const double row[4] = {r.a, r.alpha, r.d, r.theta};
-      std::copy(row, row + 4, rows[i]);
-      signs[i] = angle(rng) < 0 ? -1 : 1;
-    }
-    const KDL::Frame base = frame(angle(rng), angle(rng), angle(rng), length(rng), 0, 1);
-    const KDL::Frame flange = frame(angle(rng), angle(rng), angle(rng), 0, length(rng), 0.1);
-    const Arm arm = build(describe(rows, RowConvention::Modified, signs, base, flange));
-    const fk_ik::ArmMdh& mdh = arm.mdh();
-    ASSERT_TRUE(mdh.designedForm) << "arm " << a;
-    EXPECT_EQ(arm.layout().family, ArmFamily::DesignedChain);
-    init(mdh.rows);
-    double tool[6] = {mdh.flange.p.x(), mdh.flange.p.y(), mdh.flange.p.z()};
-    mdh.flange.M.GetRPY(tool[3], tool[4], tool[5]);
-    for (int k = 0; k < 20; ++k) {
-      double q[6], senseQ[6], pose[6];
-      randomJoints(rng, M_PI, q);
+      ASSERT_LT(frameDistance(original, again, scale), 1e-12);
+      if (!designed) continue;
       for (int i = 0; i < 6; ++i) senseQ[i] = mdh.signs[i] * q[i];
       ASSERT_EQ(jntPosToTcpPos(senseQ, tool, pose), 0);
-      KDL::Frame expected;
-      arm.flangeFrame(q, expected);
-      const KDL::Frame designed(KDL::Rotation::RPY(pose[3], pose[4], pose[5]),
-                                KDL::Vector(pose[0], pose[1], pose[2]));
-      ASSERT_LT(frameDistance(mdh.base * designed, expected, arm.size() + 1), 1e-12) << a;
+      ASSERT_LT(
+          frameDistance(mdh.base * host_support::poseFrame(pose), original, named.arm.size() + 1),
+          1e-12);
     }
-  }
-  // Arms of the other layouts are not taken for it.
-  for (const NamedArm& named : namedArms()) {
-    const bool designed = named.family == ArmFamily::DesignedChain;
-    EXPECT_EQ(named.arm.mdh().designedForm, designed) << named.name;
-    EXPECT_EQ(checkArmForm(named.arm.mdh().rows) == 0, designed) << named.name;
   }
 }
 
@@ -170,25 +155,24 @@ TEST(ArmHandles, RefuseEachFaultWithItsMessage) {
   nanRows[4][1] = NAN;
   hugeRows[2][2] = INFINITY;
   struct Row {
-    const char* fault;
-    const double (*rows)[4];
-    int convention;
-    const double *signs, (*base)[4], (*flange)[4], *lower, *upper;
-    const char* message;
+    const char *fault, *message;
+    const double (*rows)[4] = kParallelMiddleRows;
+    int convention = 0;
+    const double *signs = nullptr, (*base)[4] = nullptr, (*flange)[4] = nullptr;
+    const double *lower = nullptr, *upper = nullptr;
   } table[] = {
-      {"convention", kParallelMiddleRows, 2, 0, 0, 0, 0, 0, "convention is 2"},
-      {"sign", kParallelMiddleRows, 0, half, 0, 0, 0, 0, "sign of joint 3 is 0.5"},
-      {"twist", nanRows, 0, 0, 0, 0, 0, 0, "joint 5 frame: a rotation element is not finite"},
-      {"offset", hugeRows, 1, 0, 0, 0, 0, 0, "joint 4 frame: a translation element is not finite"},
-      {"scaled base", kParallelMiddleRows, 0, 0, scaled, 0, 0, 0,
-       "base frame: the rotation is not orthonormal"},
-      {"bottom row", kParallelMiddleRows, 0, 0, identity, lifted, 0, 0,
-       "flange frame: the bottom row"},
-      {"mirror", kParallelMiddleRows, 0, 0, 0, mirrored, 0, 0,
-       "flange frame: the rotation is a reflection"},
-      {"not finite", kParallelMiddleRows, 1, 0, nanMatrix, 0, 0, 0, "base frame: a translation"},
-      {"limit order", kParallelMiddleRows, 0, 0, 0, 0, low, ones, "joint 4 limits: lower 2"},
-      {"limit NaN", kParallelMiddleRows, 0, 0, 0, 0, nanLimits, 0, "joint 2 limits: lower nan"},
+      {"convention", "convention is 2", kParallelMiddleRows, 2},
+      {"sign", "sign of joint 3 is 0.5", kParallelMiddleRows, 0, half},
+      {"twist", "joint 5 frame: a rotation element is not finite", nanRows},
+      {"offset", "joint 4 frame: a translation element is not finite", hugeRows, 1},
+      {"scaled base", "base frame: the rotation is not orthonormal", kParallelMiddleRows, 0, 0,
+       scaled},
+      {"bottom row", "flange frame: the bottom row", kParallelMiddleRows, 0, 0, identity, lifted},
+      {"mirror", "flange frame: the rotation is a reflection", kParallelMiddleRows, 0, 0, 0,
+       mirrored},
+      {"not finite", "base frame: a translation", kParallelMiddleRows, 1, 0, nanMatrix},
+      {"limit order", "joint 4 limits: lower 2", kParallelMiddleRows, 0, 0, 0, 0, low, ones},
+      {"limit NaN", "joint 2 limits: lower nan", kParallelMiddleRows, 0, 0, 0, 0, nanLimits},
   };
   for (const Row& row : table) {
     FkIkArm* arm = reinterpret_cast<FkIkArm*>(&table);
@@ -210,8 +194,8 @@ TEST(ArmHandles, RefuseEachFaultWithItsMessage) {
   EXPECT_EQ(message, "joint 6 axis: of zero length");
 }
 
-// Handles keep their arms apart, answer as the C++ arm does, and refuse a null handle; a
-// message is cut to the host's buffer.
+// Handles from rows keep their arms and limits apart, refuse a null handle, and cut a
+// message to the host's buffer.
 TEST(ArmHandles, HoldSeveralArmsAtOnce) {
   FkIkArm *first = nullptr, *second = nullptr;
   const double lower[6] = {-1, -2, -3, -4, -5, -6}, upper[6] = {1, 2, 3, 4, 5, 6};
@@ -225,29 +209,11 @@ TEST(ArmHandles, HoldSeveralArmsAtOnce) {
   const double q[6] = {0.3, -1.2, 1.5, -0.4, 1.1, 0.2}, tool[6] = {0.01, 0, 0.1, 0, 0.2, 0};
   FkIkArm* handles[2] = {first, second};
   for (int h = 0; h < 2; ++h) {
-    double pose[6], jacobian[6][6], jacobianDot[6][6], same[6][6];
+    double pose[6];
     ASSERT_EQ(armJntPosToTcpPos(handles[h], q, tool, pose), 0);
-    const KDL::Frame toolFrame(KDL::Rotation::RPY(0, 0.2, 0), KDL::Vector(0.01, 0, 0.1));
     KDL::Frame tcp;
-    expected[h].tcpFrame(q, toolFrame, tcp);
-    const KDL::Frame answered(KDL::Rotation::RPY(pose[3], pose[4], pose[5]),
-                              KDL::Vector(pose[0], pose[1], pose[2]));
-    EXPECT_LT(frameDistance(answered, tcp, 1), 1e-15) << h;
-    ASSERT_EQ(armJacobianDot(handles[h], q, q, tool, jacobian, jacobianDot), 0);
-    ASSERT_EQ(armJacobian(handles[h], q, tool, same), 0);
-    fk_ik::ArmJacobian j;
-    expected[h].jacobian(q, toolFrame, j);
-    for (int r = 0; r < 6; ++r) {
-      for (int c = 0; c < 6; ++c) ASSERT_EQ(jacobian[r][c], j(r, c)) << h;
-    }
-    EXPECT_EQ(0, std::memcmp(jacobian, same, sizeof same));
-    Int32 family, designed;
-    char text[16];
-    ASSERT_EQ(armLayout(handles[h], &family, 0, 0, 0, text, sizeof text), 0);
-    EXPECT_EQ(family, static_cast<Int32>(expected[h].layout().family));
-    EXPECT_EQ(std::string(text), expected[h].layout().text().substr(0, 15));
-    ASSERT_EQ(armMdh(handles[h], 0, 0, 0, 0, &designed), 0);
-    EXPECT_EQ(designed, h == 0);
+    expected[h].tcpFrame(q, host_support::poseFrame(tool), tcp);
+    EXPECT_LT(frameDistance(host_support::poseFrame(pose), tcp, 1), 1e-15) << h;
   }
   double low[6], high[6];
   ASSERT_EQ(armLimits(first, low, high), 0);

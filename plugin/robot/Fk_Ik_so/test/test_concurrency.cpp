@@ -2,6 +2,7 @@
 // for bit a single thread's. Also run under ThreadSanitizer, which reports any data race.
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <thread>
 
 #include "arm_handle.h"
@@ -9,10 +10,25 @@
 #include "fk_ik_so.h"
 #include "test_support.h"
 
+namespace {
+
+// Eight threads, started together, each make `count` calls; `call(n, t)` counts mismatches.
+void expectEightThreadsAgree(int count, const std::function<int(int, int)>& call) {
+  std::atomic<int> ready(0), mismatches(0);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t)
+    threads.emplace_back([&, t] {
+      for (++ready; ready.load() < 8;) std::this_thread::yield();
+      for (int n = 0; n < count; ++n) mismatches += call(n, t);
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(mismatches.load(), 0);
+}
+
+// Reachable poses, poses ten times as far out, a stretched elbow in the reference, wrist axes
+// in line in the target, and a not-a-number tool angle.
 TEST(ConcurrentCalls, EightThreadsAnswerBitForBitAsOneThreadDoes) {
   init(host_support::SampleArm);
-  // Reachable poses, poses ten times as far out, a stretched elbow in the reference, wrist
-  // axes in line in the target, and a not-a-number tool angle.
   struct Call {
     double jnt[6], tool[6], pose[6], ref[6], tcp[6], out[6], all[8][6], nearest[6];
     int code, allCode, nearCode, mode[8], status[8];
@@ -36,30 +52,21 @@ TEST(ConcurrentCalls, EightThreadsAnswerBitForBitAsOneThreadDoes) {
     unreachable += c.code == 6 || c.code == 7;
   }
   EXPECT_TRUE(solved > 100 && singular > 50 && unreachable > 100);  // every family reached
-  std::atomic<int> ready(0), mismatches(0);
-  const int callsPerThread = test_support::caseCount(20000);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 8; ++t)
-    threads.emplace_back([&, t] {
-      for (++ready; ready.load() < 8;) std::this_thread::yield();
-      for (int n = 0; n < callsPerThread; ++n) {
-        const Call& c = calls[(n * 7 + t * 75) % 600];
-        double tcp[6], out[6], all[8][6], nearest[6];
-        int mode[8], status[8];
-        mismatches += jntPosToTcpPos(c.jnt, c.tool, tcp) != 0 || std::memcmp(tcp, c.tcp, 48) ||
-                      tcpPosToJntPos(c.pose, c.tool, c.ref, out) != c.code ||
-                      std::memcmp(out, c.out, 48);
-        if (n % 4 != 0) continue;  // the other functions on every fourth call
-        mismatches +=
-            tcpPosToAllJntPos(c.pose, c.tool, c.ref, all, mode, status) != c.allCode ||
-            std::memcmp(all, c.all, sizeof all) || std::memcmp(mode, c.mode, 32) ||
-            std::memcmp(status, c.status, 32) ||
-            tcpPosToNearestJntPos(c.pose, c.tool, c.ref, nullptr, nullptr, nearest) != c.nearCode ||
-            std::memcmp(nearest, c.nearest, 48);
-      }
-    });
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(mismatches.load(), 0);
+  expectEightThreadsAgree(test_support::caseCount(20000), [&](int n, int t) {
+    const Call& c = calls[(n * 7 + t * 75) % 600];
+    double tcp[6], out[6], all[8][6], nearest[6];
+    int mode[8], status[8];
+    const bool bad = jntPosToTcpPos(c.jnt, c.tool, tcp) != 0 || std::memcmp(tcp, c.tcp, 48) ||
+                     tcpPosToJntPos(c.pose, c.tool, c.ref, out) != c.code ||
+                     std::memcmp(out, c.out, 48);
+    return bad || (n % 4 == 0 &&  // the other functions on every fourth call
+                   (tcpPosToAllJntPos(c.pose, c.tool, c.ref, all, mode, status) != c.allCode ||
+                    std::memcmp(all, c.all, sizeof all) || std::memcmp(mode, c.mode, 32) ||
+                    std::memcmp(status, c.status, 32) ||
+                    tcpPosToNearestJntPos(c.pose, c.tool, c.ref, nullptr, nullptr, nearest) !=
+                        c.nearCode ||
+                    std::memcmp(nearest, c.nearest, 48)));
+  });
 }
 
 // One arm handle of every layout shared by eight threads: poses and Jacobians bit for bit.
@@ -83,25 +90,19 @@ TEST(ConcurrentCalls, ArmHandlesAnswerBitForBitAsOneThreadDoes) {
     ASSERT_EQ(armJacobianDot(c.arm, c.q, c.qd, c.tool, c.j, c.jDot), 0);
     c.code = armTcpPosToAllJntPos(c.arm, c.pose, c.tool, c.all, c.singular, &c.count);
   }
-  std::atomic<int> mismatches(0);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 8; ++t)
-    threads.emplace_back([&, t] {
-      for (int n = 0; n < test_support::caseCount(20000) / 4; ++n) {
-        const Call& c = calls[(n * 7 + t * 37) % 300];
-        double pose[6], j[6][6], jDot[6][6], all[16][6];
-        Int32 singular[16], count;
-        mismatches +=
-            armTcpPosToAllJntPos(c.arm, c.pose, c.tool, all, singular, &count) != c.code ||
-            count != c.count || std::memcmp(all, c.all, sizeof(double) * 6 * count) ||
-            std::memcmp(singular, c.singular, sizeof(Int32) * count);
-        mismatches += armJntPosToTcpPos(c.arm, c.q, c.tool, pose) != 0 ||
-                      std::memcmp(pose, c.pose, sizeof pose) ||
-                      armJacobianDot(c.arm, c.q, c.qd, c.tool, j, jDot) != 0 ||
-                      std::memcmp(j, c.j, sizeof j) || std::memcmp(jDot, c.jDot, sizeof jDot);
-      }
-    });
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(mismatches.load(), 0);
+  expectEightThreadsAgree(test_support::caseCount(20000) / 4, [&](int n, int t) {
+    const Call& c = calls[(n * 7 + t * 37) % 300];
+    double pose[6], j[6][6], jDot[6][6], all[16][6];
+    Int32 singular[16], count;
+    return armTcpPosToAllJntPos(c.arm, c.pose, c.tool, all, singular, &count) != c.code ||
+           count != c.count || std::memcmp(all, c.all, sizeof(double) * 6 * count) ||
+           std::memcmp(singular, c.singular, sizeof(Int32) * count) ||
+           armJntPosToTcpPos(c.arm, c.q, c.tool, pose) != 0 ||
+           std::memcmp(pose, c.pose, sizeof pose) ||
+           armJacobianDot(c.arm, c.q, c.qd, c.tool, j, jDot) != 0 ||
+           std::memcmp(j, c.j, sizeof j) || std::memcmp(jDot, c.jDot, sizeof jDot);
+  });
   for (FkIkArm* handle : handles) armDestroy(handle);
 }
+
+}  // namespace

@@ -1,27 +1,22 @@
 // The inverse on the vector path against the same sources forced onto libm (simdTrigLibmOnly)
 // over knife-edge and random families, and under each rounding mode against round-to-nearest.
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
 #include <cfenv>
-#include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <map>
-#include <random>
-#include <string>
-#include <vector>
 
 #include "fk_ik_so.h"
-#include "host_support.h"
+#include "test_support.h"
 
 extern Bool simdTrigLibmOnly;
 extern Void (*simdTrigAfterCall)(Float64* v, const Float64* x, const Float64* y);
 
+using test_support::largestDifference;
+
 namespace {
 
-// Moves each vector result by up to `noiseUlps` units in the last place, by a number that
-// depends on the arguments alone, as a library's own errors do.
+// Moves each vector result by up to noiseUlps ulps, by a function of the arguments alone.
 int noiseUlps = 0;
 void addNoise(Float64* v, const Float64* x, const Float64* y) {
   for (int i = 0; i < 4; ++i) {
@@ -65,15 +60,8 @@ bool vectorPathExpected() {
 #endif
 }
 
-double largestDifference(const double* a, const double* b) {
-  double d = 0.0;
-  for (int j = 0; j < 6; ++j) d = std::fmax(d, std::fabs(a[j] - b[j]));
-  return d;
-}
-
-// Codes, statuses, modes equal; joints within 1e-9, to the bit on exact inputs; the single
-// answer one of the all-solutions call's rows to the bit. Other rounding:
-// within 1e-12 where elbow and wrist are 0.1 (sine) from 0 and pi (the conditioning's bound).
+// Codes, statuses, modes equal; joints within 1e-9 (to the bit on exact inputs), the single
+// answer one of the rows; other rounding modes within 1e-12 where well conditioned.
 TEST(IkLibmAgreement, VectorPathAgainstLibmAndRoundingModes) {
   std::map<std::string, int> solved, count;
   int differing = 0;  // answers off libm's in the last places: the vector path was taken
@@ -90,7 +78,6 @@ TEST(IkLibmAgreement, VectorPathAgainstLibmAndRoundingModes) {
                 !std::memcmp(fast.status, libm.status, sizeof fast.status) &&
                 !std::memcmp(fast.mode, libm.mode, sizeof fast.mode))
         << where;
-    // The single answer is one of the rows to the bit, also where rows come from libm.
     bool inAll = false;
     for (int k = 0; k < 8; ++k) {
       ASSERT_LE(largestDifference(fast.all[k], libm.all[k]), 1e-9) << where;
@@ -122,8 +109,8 @@ TEST(IkLibmAgreement, VectorPathAgainstLibmAndRoundingModes) {
   const double d[][6] = {{0.1625, 0, 0, 0.1333, 0.0997, 0.0996}, {0.2, 0.05, 0, 0.11, 0.09, 0.08}};
   const double piValues[4] = {M_PI, -M_PI, 3 * M_PI, -3 * M_PI};
   const double tools[2][6] = {{0.01, -0.02, 0.15, M_PI / 2, 0.0, -M_PI / 2}, {0, 0, 0, 0, 0, 0}};
-  // Knife edges of joint 2 (or 4 too, from the second on): the values given, moved by up to
-  // two ulps (from the second on), likewise the reference's element where values are given.
+  // Knife edges of joint 2 (or 4 too, and moved by up to two ulps, from the second on), and of
+  // the reference's element where values are given.
   const std::vector<double> edgeQ[3] = {
       {0.0, M_PI},
       {s, -s, M_PI - s, s - M_PI},
@@ -131,8 +118,7 @@ TEST(IkLibmAgreement, VectorPathAgainstLibmAndRoundingModes) {
   const std::vector<double> edgeRef[3] = {{0.3, -0.3}, {s, -s}, {}};
   const char* const names[5] = {"home-like", "references at +-pi", "full stretch",
                                 "quantities at 1e-6", "joints at 1 degree"};
-  // Twice: with the vector functions as they are, then with every result moved by up to two
-  // units in the last place (the test build's noise), which the error bounds must absorb.
+  // Twice: as they are, then with every vector result moved by up to two ulps.
   for (const int noise : {0, 2}) {
     noiseUlps = noise;
     simdTrigAfterCall = noise ? addNoise : nullptr;
@@ -146,8 +132,7 @@ TEST(IkLibmAgreement, VectorPathAgainstLibmAndRoundingModes) {
       for (int j = 0; j < 6; ++j) ds[j] = scale * d[arm % 2][j];
       load(a2, a3, ds, offsets[arm / 2]);
       const std::string tag = " (arm " + std::to_string(a) + ")" + noisy;
-      // Home-like: joints at multiples of pi/2, the reference the joints (its own pose), or in
-      // half of its elements exactly +-pi or +-3 pi; then the edges, references 0.1 rad away.
+      // Joints at multiples of pi/2, the reference the joints or +-pi, +-3 pi; then the edges.
       for (int kind = 0; kind < 5; ++kind) {
         const int edge = kind < 2 ? 0 : kind - 2, wrist = kind > 2;
         for (int n = 0; n < (kind < 2 ? 600 : 300); ++n) {
@@ -178,8 +163,7 @@ TEST(IkLibmAgreement, VectorPathAgainstLibmAndRoundingModes) {
           check(names[kind] + tag, r, kind < 2, false);
         }
       }
-      // Identity orientation, the wrist centre at |e| from axis 0 (L = 0 up to rounding) or at
-      // sqrt(e^2 + 1e-4) (L at the shoulder limit), the flange d5 above it.
+      // Identity orientation, the wrist centre at |e| (L = 0) or sqrt(e^2 + 1e-4) from axis 0.
       const double e = ds[1] + ds[2] - ds[3];
       for (int n = 0; n < 300; ++n) {
         Request r{};
@@ -213,7 +197,6 @@ TEST(IkLibmAgreement, VectorPathAgainstLibmAndRoundingModes) {
   }
   simdTrigAfterCall = nullptr;
   EXPECT_EQ(differing > 0, vectorPathExpected()) << differing;
-  // Every family of joints taken apart reaches the solver's last steps somewhere.
   for (const auto& [family, n] : count)
     EXPECT_TRUE(solved[family] > 0 || family.rfind("wrist centres", 0) == 0 ||
                 family.rfind("full stretch", 0) == 0)

@@ -1,6 +1,5 @@
-// Helpers shared by the test programs: assertion-report patterns, the named families of
-// arms and joint positions, and the same arm built as a KDL::Chain, an oracle independent
-// of the library's own solvers.
+// Helpers shared by the test programs: assertion-report patterns, named families of arms and
+// joints, and the same arm as a KDL::Chain, an oracle independent of the library's solvers.
 #ifndef FK_IK_SO_TEST_SUPPORT_H
 #define FK_IK_SO_TEST_SUPPORT_H
 
@@ -39,6 +38,13 @@ inline int caseCount(int defaultCount) {
   return env != nullptr ? std::atoi(env) : defaultCount;
 }
 
+// The largest element difference of two six-element arrays.
+inline double largestDifference(const double* a, const double* b) {
+  double d = 0.0;
+  for (int j = 0; j < 6; ++j) d = std::fmax(d, std::fabs(a[j] - b[j]));
+  return d;
+}
+
 inline MathVector joints(double q0, double q1, double q2, double q3, double q4, double q5) {
   const double values[6] = {q0, q1, q2, q3, q4, q5};
   MathVector q(6);
@@ -67,12 +73,9 @@ inline KDL::Frame toolFrame(const Tool& t) {
 
 inline std::vector<MDH> makeRecords(const double (&rows)[6][4]) {
   std::vector<MDH> records(6);
-  for (int i = 0; i < 6; ++i) {
-    records[i].a = rows[i][0];
-    records[i].alpha = rows[i][1];
-    records[i].d = rows[i][2];
+  for (int i = 0; i < 6; ++i)
+    records[i].a = rows[i][0], records[i].alpha = rows[i][1], records[i].d = rows[i][2],
     records[i].theta = rows[i][3];
-  }
   return records;
 }
 
@@ -80,18 +83,13 @@ inline std::vector<MDH> makeRecords(const double (&rows)[6][4]) {
 inline std::vector<MDH> randomArm(std::mt19937_64& rng) {
   std::uniform_real_distribution<double> length(-1.0, 1.0), angle(-M_PI, M_PI);
   std::vector<MDH> records(6);
-  for (MDH& r : records) {
-    r.a = length(rng);
-    r.alpha = angle(rng);
-    r.d = length(rng);
-    r.theta = angle(rng);
-  }
+  for (MDH& r : records)
+    r.a = length(rng), r.alpha = angle(rng), r.d = length(rng), r.theta = angle(rng);
   return records;
 }
 
-// An arm of the form the closed-form inverse solver is exact for: twists 0, -pi/2, 0, pi,
-// pi/2, pi/2; a[0] = a[1] = a[4] = a[5] = 0; upper arm a[2] and forearm a[3] of either sign
-// with magnitudes in [0.2, 1]; d in [-0.5, 0.5] and theta in [-pi, pi].
+// An arm of the closed-form solver's form: twists 0, -pi/2, 0, pi, pi/2, pi/2; only a[2], a[3]
+// non-zero, magnitudes in [0.2, 1] of either sign; d in [-0.5, 0.5], theta in [-pi, pi].
 inline std::vector<MDH> randomSixAxisArm(std::mt19937_64& rng) {
   std::uniform_real_distribution<double> link(0.2, 1.0), offset(-0.5, 0.5), angle(-M_PI, M_PI);
   std::bernoulli_distribution negative(0.5);
@@ -106,8 +104,8 @@ inline std::vector<MDH> randomSixAxisArm(std::mt19937_64& rng) {
   return records;
 }
 
-// The same arm with one fixed segment per record for its a and alpha, each followed by a
-// RotZ segment carrying d and theta: segment 2k + 1 ends in joint k's frame.
+// One fixed segment per record (a, alpha), each followed by a RotZ segment (d, theta):
+// segment 2k + 1 ends in joint k's frame.
 inline KDL::Chain kdlChain(const std::vector<MDH>& r) {
   KDL::Chain chain;
   for (const MDH& record : r) {

@@ -1,6 +1,5 @@
-// URDF test arms as tables of joints: the text the reader is given, written from the
-// table, and KDL's chain of the same joints built from the same numbers, an oracle that
-// shares nothing with the reader but the numbers.
+// URDF test arms as tables of joints: their text, and KDL's chain of the same numbers as
+// an oracle.
 #ifndef FK_IK_SO_URDF_TEST_SUPPORT_H
 #define FK_IK_SO_URDF_TEST_SUPPORT_H
 
@@ -36,12 +35,11 @@ inline std::string number(double value) {
   return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
 }
 
-inline std::string triple(const KDL::Vector& v) {
-  return number(v.x()) + " " + number(v.y()) + " " + number(v.z());
-}
-
 // One <link> per name the joints use, then the joints in order.
 inline std::string urdfText(const std::vector<UrdfJoint>& joints) {
+  const auto triple = [](const KDL::Vector& v) {
+    return number(v.x()) + " " + number(v.y()) + " " + number(v.z());
+  };
   std::set<std::string> links;
   for (const UrdfJoint& j : joints) links.insert({j.parent, j.child});
   std::string xml = "<?xml version=\"1.0\"?>\n<robot name=\"test_arm\">\n";
@@ -65,18 +63,17 @@ inline KDL::Frame originOf(const UrdfJoint& j) {
   return KDL::Frame(KDL::Rotation::RPY(j.rpy.x(), j.rpy.y(), j.rpy.z()), j.xyz);
 }
 
-// KDL's chain of joints[first ...]: a fixed segment per fixed joint, and per moving joint
-// a segment turning about the joint's axis, carried into the parent's frame, through the
-// joint's origin.
+// KDL's chain of joints[first ...]: per joint a segment to its origin, turning about its
+// axis (in the parent's frame) when it moves.
 inline KDL::Chain kdlChainOf(const std::vector<UrdfJoint>& joints, size_t first) {
   KDL::Chain chain;
   for (size_t i = first; i < joints.size(); ++i) {
     const UrdfJoint& j = joints[i];
     const KDL::Frame origin = originOf(j);
-    const KDL::Joint joint = j.type == "fixed"
-                                 ? KDL::Joint(KDL::Joint::None)
-                                 : KDL::Joint(origin.p, origin.M * j.axis, KDL::Joint::RotAxis);
-    chain.addSegment(KDL::Segment(joint, origin));
+    chain.addSegment(KDL::Segment(
+        j.type == "fixed" ? KDL::Joint(KDL::Joint::None)
+                          : KDL::Joint(origin.p, origin.M * j.axis, KDL::Joint::RotAxis),
+        origin));
   }
   return chain;
 }
